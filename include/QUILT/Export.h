@@ -1,0 +1,4 @@
+#pragma once
+
+/// Marks what a shared library of QUILT gives to its callers; everything else is hidden.
+#define QUILT_API __attribute__((visibility("default")))
