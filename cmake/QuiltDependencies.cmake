@@ -1,6 +1,8 @@
 find_package(PkgConfig REQUIRED)
-set(PYIMATH_QUIET ON)
+# Debian's package of Imath complains at length that its Python part is not installed.
+set(CMAKE_MESSAGE_LOG_LEVEL NOTICE)
 find_package(Imath CONFIG REQUIRED)
+unset(CMAKE_MESSAGE_LOG_LEVEL)
 find_package(HWY CONFIG REQUIRED)
 find_package(OpenSSL REQUIRED COMPONENTS Crypto)
 find_package(Boost REQUIRED COMPONENTS filesystem)
