@@ -24,8 +24,9 @@ target_compile_options(quilt_options INTERFACE
 if(QUILT_WERROR)
   target_compile_options(quilt_options INTERFACE -Werror)
 endif()
-if(CMAKE_BUILD_TYPE STREQUAL "Debug")
-  target_compile_definitions(quilt_options INTERFACE _GLIBCXX_ASSERTIONS)
+if(CMAKE_BUILD_TYPE STREQUAL "Debug" OR QUILT_SANITIZE)
+  # With QUILT_POISON_PIXELS new pixels are signalling NaNs, so that one that nobody wrote shows.
+  target_compile_definitions(quilt_options INTERFACE _GLIBCXX_ASSERTIONS QUILT_POISON_PIXELS)
 endif()
 
 if(QUILT_SANITIZE STREQUAL "address")
