@@ -1,0 +1,84 @@
+#pragma once
+
+#include <cstdint>
+#include <cstdlib>
+#include <exception>
+#include <random>
+#include <string>
+
+#include <gtest/gtest.h>
+
+/// Random tests that can be repeated: every case has a seed of its own, which is printed when the
+/// case fails.
+///
+///     QUILT_TEST_SEED=<n>   the seed of the first case; the next ones count up from it
+///     QUILT_TEST_CASES=<n>  how many cases a test runs, in place of its own number
+namespace QUILT::Test
+{
+
+/// A stream of random values, the same on every machine for the same seed.
+class Random
+{
+public:
+    explicit Random(uint64_t seed) : m_engine(seed) {}
+
+    uint64_t bits() { return m_engine(); }
+
+    /// A whole number from `lowest` to `highest`, both included.
+    int64_t between(int64_t lowest, int64_t highest)
+    {
+        const uint64_t range = static_cast<uint64_t>(highest) - static_cast<uint64_t>(lowest) + 1;
+        const uint64_t step = range == 0 ? bits() : bits() % range;
+        return static_cast<int64_t>(static_cast<uint64_t>(lowest) + step);
+    }
+
+    /// A number from `lowest` up to, but without, `highest`.
+    double real(double lowest, double highest)
+    {
+        return lowest + (highest - lowest) * (static_cast<double>(bits() >> 11) * 0x1p-53);
+    }
+
+    /// True once in `n` times.
+    bool oneIn(int64_t n) { return between(1, n) == 1; }
+
+    /// One of the elements of a container that is not empty.
+    const auto& pick(const auto& container)
+    {
+        return container[static_cast<std::size_t>(
+            between(0, static_cast<int64_t>(std::size(container)) - 1))];
+    }
+
+private:
+    std::mt19937_64 m_engine;
+};
+
+/// The whole number in an environment variable, or the given one when it is not set.
+inline uint64_t numberFromEnvironment(const char* name, uint64_t otherwise)
+{
+    const char* text = std::getenv(name);
+    return text ? std::strtoull(text, nullptr, 0) : otherwise;
+}
+
+/// Runs `work(Random&)` once for each case and stops at the first that fails or throws.
+void forEachRandomCase(int cases, auto&& work)
+{
+    const uint64_t first = numberFromEnvironment("QUILT_TEST_SEED", 1);
+    const uint64_t count = numberFromEnvironment("QUILT_TEST_CASES", static_cast<uint64_t>(cases));
+    for (uint64_t seed = first; seed != first + count; ++seed)
+    {
+        SCOPED_TRACE("repeat with QUILT_TEST_CASES=1 QUILT_TEST_SEED=" + std::to_string(seed));
+        Random random(seed);
+        try
+        {
+            work(random);
+        }
+        catch (const std::exception& error)
+        {
+            ADD_FAILURE() << "an exception came out of the case: " << error.what();
+        }
+        if (testing::Test::HasFailure())
+            return;
+    }
+}
+
+}
