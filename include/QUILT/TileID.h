@@ -14,8 +14,8 @@ namespace QUILT
 /// The place of a tile in the grid of its task. A plain value, used as a key.
 ///
 /// The grid's origin is at pixel (0, 0); negative indices are columns left of it and rows below it.
-/// A size of -1 says that the grid is not divided along that axis: the tile reaches from -1000000 to
-/// 1000000 there, and its index is 0.
+/// A size of -1 says that the grid is not divided along that axis: the tile reaches from -1000000
+/// to 1000000 there, and its index is 0.
 class QUILT_API TileID
 {
 public:
