@@ -1,3 +1,4 @@
+# shellcheck shell=bash disable=SC2034
 # Sourced by the other scripts: says what is being done, and how long it took.
 
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
