@@ -6,7 +6,8 @@ include(CMakePackageConfigHelpers)
 set(QUILT_PUBLIC_HEADER_FOLDERS
   ${PROJECT_SOURCE_DIR}/include/QUILT
   ${PROJECT_SOURCE_DIR}/include/UTIL
-  ${PROJECT_SOURCE_DIR}/emulsion/include/EMULSION)
+  ${PROJECT_SOURCE_DIR}/emulsion/include/EMULSION
+  ${PROJECT_SOURCE_DIR}/bramble/include/Bramble3)
 
 set(QUILT_CMAKE_FOLDER ${CMAKE_INSTALL_LIBDIR}/cmake/QUILT)
 set(QUILT_PKGCONFIG_FOLDER ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
