@@ -2,6 +2,7 @@
 
 #include <bit>
 #include <cstdint>
+#include <functional>
 
 #include "EMULSION/Image.h"
 
@@ -64,6 +65,18 @@ inline bool isContiguous(const Image& image, const UTIL::Rect& part)
 {
     const uint64_t rowSize = static_cast<uint64_t>(part.width()) * pixelBytes(image.channels);
     return part.height() == 1 || rowSize == image.rowBytes;
+}
+
+/// True when some byte between the first and the last of the one image may belong to the other. For
+/// images that have pixels and channels.
+inline bool sharesMemory(const Image& a, const Image& b)
+{
+    const auto end = [](const Image& image) -> const float* {
+        return pixelOf(image, image.bounds.x1 - 1, image.bounds.y1 - 1) +
+               channelCount(image.channels);
+    };
+    const std::less<const float*> before;
+    return before(a.pixelPtr, end(b)) && before(b.pixelPtr, end(a));
 }
 
 }

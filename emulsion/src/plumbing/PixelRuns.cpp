@@ -1,0 +1,135 @@
+#include "plumbing/PixelRuns.h"
+
+#include <algorithm>
+#include <bit>
+#include <cstring>
+
+#undef HWY_TARGET_INCLUDE
+#define HWY_TARGET_INCLUDE "plumbing/PixelRuns.cpp"
+#include <hwy/foreach_target.h>
+#include <hwy/highway.h>
+
+HWY_BEFORE_NAMESPACE();
+namespace EMULSION::Private::HWY_NAMESPACE
+{
+
+namespace hn = hwy::HWY_NAMESPACE;
+
+// Writes pixels from the start of the run on, and returns how many: all but the last three, since
+// a vector reaches up to three floats, and so at most three pixels, beyond its own.
+int64_t shufflePixels(float* output, const float* input, int64_t count, const ChannelMap& map)
+{
+#if HWY_TARGET == HWY_SCALAR
+    static_cast<void>(output), static_cast<void>(input), static_cast<void>(count);
+    static_cast<void>(map);
+    return 0;
+#else
+    // A pixel a step: 16 bytes are loaded, put in order and stored, however many are the pixel's.
+    const hn::FixedTag<uint8_t, 16> bytes;
+    alignas(16) uint8_t order[16];
+    for (int i = 0; i < 16; ++i)
+    {
+        const int from = i / 4 < map.outputChannels ? map.source[i / 4] : ChannelMap::zero;
+        order[i] = static_cast<uint8_t>(from == ChannelMap::zero ? 0x80 : 4 * from + i % 4);
+    }
+    const auto control = hn::Load(bytes, order);
+    auto* to = reinterpret_cast<uint8_t*>(output);
+    auto* from = reinterpret_cast<const uint8_t*>(input);
+    const int64_t bulk = std::max<int64_t>(count - 3, 0);
+    for (int64_t i = 0; i < bulk; ++i)
+    {
+        hn::StoreU(hn::TableLookupBytesOr0(hn::LoadU(bytes, from), control), bytes, to);
+        to += sizeof(float) * static_cast<size_t>(map.outputChannels);
+        from += sizeof(float) * static_cast<size_t>(map.inputChannels);
+    }
+    return bulk;
+#endif
+}
+
+}
+HWY_AFTER_NAMESPACE();
+
+#if HWY_ONCE
+
+namespace EMULSION::Private
+{
+
+namespace
+{
+
+HWY_EXPORT(shufflePixels);
+
+template <int outputChannels>
+void mapFloats(float* output, const float* input, int64_t count, const ChannelMap& map)
+{
+    int from[outputChannels];
+    uint32_t mask[outputChannels];
+    for (int k = 0; k < outputChannels; ++k)
+    {
+        from[k] = std::max(map.source[k], 0);
+        mask[k] = map.source[k] == ChannelMap::zero ? 0 : ~uint32_t{0};
+    }
+    for (int64_t i = 0; i < count; ++i, input += map.inputChannels, output += outputChannels)
+        for (int k = 0; k < outputChannels; ++k)
+            output[k] = std::bit_cast<float>(std::bit_cast<uint32_t>(input[from[k]]) & mask[k]);
+}
+
+template <int moveCount>
+void moveFloats(float* output, const float* input, int64_t count, const ChannelMoves& moves)
+{
+    const ChannelMoves local = moves; // which no store below can change
+    for (int64_t i = 0; i < count; ++i)
+    {
+        float values[moveCount];
+        for (int k = 0; k < moveCount; ++k)
+            values[k] = input[local.from[k]];
+        for (int k = 0; k < moveCount; ++k)
+            output[local.to[k]] = values[k];
+        output += local.outputChannels;
+        input += local.inputChannels;
+    }
+}
+
+}
+
+void mapPixels(float* output, const float* input, int64_t count, const ChannelMap& map)
+{
+    static constexpr decltype(&mapFloats<1>) byChannels[] = {&mapFloats<1>, &mapFloats<2>,
+                                                             &mapFloats<3>, &mapFloats<4>};
+    const int64_t done = HWY_DYNAMIC_DISPATCH(shufflePixels)(output, input, count, map);
+    byChannels[map.outputChannels - 1](output + done * map.outputChannels,
+                                       input + done * map.inputChannels, count - done, map);
+}
+
+void moveChannels(float* output, const float* input, int64_t count, const ChannelMoves& moves)
+{
+    static constexpr decltype(&moveFloats<1>) byCount[] = {&moveFloats<1>, &moveFloats<2>,
+                                                           &moveFloats<3>, &moveFloats<4>};
+    if (moves.count > 0)
+        byCount[moves.count - 1](output, input, count, moves);
+}
+
+void fillPixels(float* output, int64_t count, int channels, const float* pixel)
+{
+    // Twelve floats are whole pixels however many channels a pixel has, and whole vectors.
+    float pattern[12];
+    for (int i = 0; i < 12; ++i)
+        pattern[i] = pixel[i % channels];
+    static constexpr float zeros[12] = {};
+
+    const int64_t floats = count * channels;
+    // The C library has ways to write zeros that no loop reaches.
+    if (std::memcmp(pattern, zeros, sizeof(zeros)) == 0)
+    {
+        std::memset(output, 0, sizeof(float) * static_cast<size_t>(floats));
+        return;
+    }
+    int64_t i = 0;
+    for (; i + 12 <= floats; i += 12)
+        std::memcpy(output + i, pattern, sizeof(pattern));
+    std::memcpy(output + i, pattern, sizeof(float) * static_cast<size_t>(floats - i));
+}
+
+}
+
+#endif

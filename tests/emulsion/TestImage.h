@@ -1,0 +1,137 @@
+#pragma once
+
+#include <EMULSION/Channels.h>
+#include <EMULSION/Error.h>
+#include <EMULSION/Image.h>
+
+#include <bit>
+#include <cstdlib>
+#include <cstring>
+#include <random>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+namespace UTIL
+{
+
+// Rect's own stream operator is not in the library under test.
+inline void PrintTo(const Rect& r, std::ostream* stream)
+{
+    *stream << '(' << r.x0 << ',' << r.y0 << ',' << r.x1 << ',' << r.y1 << ')';
+}
+
+}
+
+namespace EMULSION
+{
+
+inline void PrintTo(const Image& image, std::ostream* stream)
+{
+    *stream << GetChannelMaskName(image.channels) << " " << testing::PrintToString(image.bounds)
+            << ", rows " << image.rowBytes;
+}
+
+}
+
+namespace EmulsionTest
+{
+
+using EMULSION::Image;
+using UTIL::Rect;
+
+/// Random choices whose seed QUILT_TEST_SEED sets; tests print it when they fail.
+class Random
+{
+public:
+    explicit Random(uint64_t seed = 1) : m_seed(seedFromEnvironment(seed)), m_engine(m_seed) {}
+
+    uint64_t seed() const { return m_seed; }
+    int64_t between(int64_t low, int64_t high)
+    {
+        return std::uniform_int_distribution<int64_t>(low, high)(m_engine);
+    }
+    bool oneIn(int64_t n) { return between(1, n) == 1; }
+
+    /// Any bits, so many NaNs, infinities, denormals and negative zeros are among them.
+    float anyFloat()
+    {
+        static constexpr uint32_t special[] = {0x7fc00001, 0xff800001, 0x80000000, 0x00000001};
+        return std::bit_cast<float>(oneIn(8) ? special[between(0, 3)]
+                                             : static_cast<uint32_t>(m_engine()));
+    }
+
+private:
+    static uint64_t seedFromEnvironment(uint64_t seed)
+    {
+        const char* text = std::getenv("QUILT_TEST_SEED");
+        return text ? std::strtoull(text, nullptr, 10) : seed;
+    }
+
+    const uint64_t m_seed;
+    std::mt19937_64 m_engine;
+};
+
+/// How many cases a random test runs: QUILT_TEST_CASES, or `usual`.
+inline int caseCount(int usual)
+{
+    const char* text = std::getenv("QUILT_TEST_CASES");
+    return text ? std::atoi(text) : usual;
+}
+
+/// An image in the middle of a block of random floats, with an odd start and gaps between its rows.
+/// All of the block is compared, so that a stray write is found wherever it lands.
+class TestImage
+{
+public:
+    TestImage(Random& random, uint64_t channels, const Rect& bounds)
+    {
+        const int64_t rowFloats = std::popcount(channels) * bounds.width() + random.between(0, 3);
+        const int64_t start = random.between(1, 9);
+        m_floats.resize(static_cast<size_t>(start + rowFloats * bounds.height() + 9));
+        for (float& value : m_floats)
+            value = random.anyFloat();
+        image.channels = channels;
+        image.bounds = bounds;
+        image.rowBytes = static_cast<uint64_t>(rowFloats) * sizeof(float);
+        image.pixelPtr = m_floats.data() + start;
+    }
+    TestImage(const TestImage&) = delete;
+    TestImage& operator=(const TestImage&) = delete;
+
+    const std::vector<float>& floats() const { return m_floats; }
+
+    /// The place in floats() of a channel of a pixel; -1 when there is none.
+    int64_t find(int64_t x, int64_t y, uint64_t channel) const
+    {
+        const Rect& b = image.bounds;
+        if (!(image.channels & channel) || x < b.x0 || x >= b.x1 || y < b.y0 || y >= b.y1)
+            return -1;
+        return image.pixelPtr - m_floats.data() +
+               (y - b.y0) * static_cast<int64_t>(image.rowBytes / sizeof(float)) +
+               (x - b.x0) * std::popcount(image.channels) +
+               std::popcount(image.channels & (channel - 1));
+    }
+
+    Image image;
+
+private:
+    std::vector<float> m_floats;
+};
+
+inline bool sameBits(const std::vector<float>& a, const std::vector<float>& b)
+{
+    return a.size() == b.size() && std::memcmp(a.data(), b.data(), a.size() * sizeof(float)) == 0;
+}
+
+/// Checks the pending error and that its text holds `text`, and clears it.
+inline void expectError(EMULSION::Error code, const std::string& text)
+{
+    EXPECT_EQ(EMULSION::GetError(), code) << EMULSION::GetErrorMessage();
+    EXPECT_NE(EMULSION::GetErrorMessage().find(text), std::string::npos)
+        << "\"" << EMULSION::GetErrorMessage() << "\" lacks \"" << text << "\"";
+    EMULSION::ClearError();
+}
+
+}
