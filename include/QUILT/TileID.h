@@ -5,6 +5,7 @@
 #include <vector>
 
 #include <UTIL/Rect.h>
+#include <UTIL/Region.h>
 
 #include "QUILT/Export.h"
 
@@ -36,6 +37,10 @@ public:
     /// Each size is above 0, in pixels, or -1. A tile whose index exceeds 16 bits throws
     /// std::out_of_range, with the tile size and the rectangle in its text; `out` is empty then.
     static std::size_t convertToTileIDs(const UTIL::Rect& rect, std::vector<TileID>& out,
+                                        int tileWidth, int tileHeight);
+
+    /// The same for a region: each tile once, in the order of tiles.
+    static std::size_t convertToTileIDs(const UTIL::Region& region, std::vector<TileID>& out,
                                         int tileWidth, int tileHeight);
 
     /// Rows first, then columns. Sizes take no part: all tiles of one task share them.

@@ -65,6 +65,23 @@ TEST(TileID, IsExactAtAnyCoordinate)
     EXPECT_EQ(found, std::vector<TileID>{far});
 }
 
+TEST(TileID, CoversARegionWithEachTileOnceInOrder)
+{
+    UTIL::Region region(Rect(10, 12, 14, 30));
+    region.add(Rect(0, 0, 12, 2));
+    region.add(Rect(-3, 15, 4, 17));
+    std::vector<TileID> tiles;
+    TileID::convertToTileIDs(region, tiles, 8, 16);
+    const std::vector<TileID> expected = {{-1, 0, 8, 16}, {0, 0, 8, 16}, {1, 0, 8, 16},
+                                          {-1, 1, 8, 16}, {0, 1, 8, 16}, {1, 1, 8, 16}};
+    EXPECT_EQ(tiles, expected);
+    EXPECT_EQ(TileID::convertToTileIDs(region, tiles, -1, -1), 1u);
+    EXPECT_EQ(TileID::convertToTileIDs(UTIL::Region(), tiles, -1, -1), 0u);
+    region.add(Rect(1000000, 0, 1000001, 1));
+    EXPECT_THROW(TileID::convertToTileIDs(region, tiles, 1, 1), std::out_of_range);
+    EXPECT_TRUE(tiles.empty());
+}
+
 TEST(TileID, RefusesIndicesBeyond16BitsNamingSizeAndRectangle)
 {
     EXPECT_EQ(tilesOf(Rect(32767, -32768, 32768, -32767), 1, 1).size(), 1u);

@@ -1,5 +1,6 @@
 #include "QUILT/TileID.h"
 
+#include <algorithm>
 #include <limits>
 #include <sstream>
 #include <stdexcept>
@@ -87,6 +88,25 @@ std::size_t TileID::convertToTileIDs(const UTIL::Rect& rect, std::vector<TileID>
 {
     out.clear();
     appendTiles(rect, out, tileWidth, tileHeight);
+    return out.size();
+}
+
+std::size_t TileID::convertToTileIDs(const UTIL::Region& region, std::vector<TileID>& out,
+                                     int tileWidth, int tileHeight)
+{
+    out.clear();
+    try
+    {
+        for (const UTIL::Rect& rect : region)
+            appendTiles(rect, out, tileWidth, tileHeight);
+    }
+    catch (...)
+    {
+        out.clear();
+        throw;
+    }
+    std::sort(out.begin(), out.end());
+    out.erase(std::unique(out.begin(), out.end()), out.end());
     return out.size();
 }
 
