@@ -7,8 +7,8 @@
 namespace QUILT::Private
 {
 
-/// A source file's path without its extension, made at compile time. The compiler is told to give
-/// __FILE__ relative to the root of the sources, so the path begins with "src/".
+/// A source file's path from the folder "src" on, without its extension, made at compile time: it
+/// is the same wherever the sources lie and however the compiler was called.
 template <std::size_t N>
 struct SourcePath
 {
@@ -16,16 +16,21 @@ struct SourcePath
 
     consteval SourcePath(const char (&file)[N])
     {
+        std::size_t begin = 0;
         std::size_t end = N - 1;
         for (std::size_t i = 0; i < N - 1; ++i)
         {
+            const bool startsFolder = i == 0 || file[i - 1] == '/';
+            if (startsFolder && i + 4 < N && file[i] == 's' && file[i + 1] == 'r' &&
+                file[i + 2] == 'c' && file[i + 3] == '/')
+                begin = i;
             if (file[i] == '/')
                 end = N - 1;
             else if (file[i] == '.')
                 end = i;
         }
-        for (std::size_t i = 0; i < end; ++i)
-            text[i] = file[i];
+        for (std::size_t i = begin; i < end; ++i)
+            text[i - begin] = file[i];
     }
 };
 
