@@ -1,0 +1,203 @@
+#include "private/RenderTask_Imp.h"
+
+#include <algorithm>
+#include <iterator>
+#include <map>
+
+#include <EMULSION/Channels.h>
+
+#include "private/Assert.h"
+#include "QUILT/Exceptions.h"
+#include "QUILT/RenderManager.h"
+
+namespace QUILT::Private
+{
+
+namespace
+{
+
+// The tasks that were registered as inputs, by identity, so that equal subgraphs become one node.
+// Without a lock: graphs are built on one thread at a time. Never destroyed, because tasks reach
+// for it until the process ends.
+std::map<std::string, ref_ptr<RenderTask>>& renderTaskCache()
+{
+    static auto* const cache = new std::map<std::string, ref_ptr<RenderTask>>;
+    return *cache;
+}
+
+std::string nameAtTime(const std::string& name, float time)
+{
+    CacheIDStream text; // prints numbers the same way in every locale
+    text << name << '@' << time;
+    return text.str();
+}
+
+}
+
+RenderTask_Imp::RenderTask_Imp(RenderTask* parentTask, const std::string& name, float time)
+    : m_parentTask(parentTask), m_name(name), m_nameAtTime(nameAtTime(name, time)), m_time(time)
+{}
+
+RenderTask_Imp::~RenderTask_Imp()
+{
+    releaseInputTasks();
+}
+
+// A chain of a hundred thousand tasks must not take as many stack frames to go: the first task
+// whose end sets others free works through them, instead of each waiting for the next one's end.
+void RenderTask_Imp::releaseInputTasks()
+{
+    thread_local std::vector<ref_ptr<RenderTask>>* s_open = nullptr;
+    if (s_open)
+    {
+        std::ranges::move(m_inputTasks, std::back_inserter(*s_open));
+        return;
+    }
+    std::vector<ref_ptr<RenderTask>> open = std::move(m_inputTasks);
+    s_open = &open;
+    while (!open.empty())
+    {
+        const ref_ptr<RenderTask> last = std::move(open.back());
+        open.pop_back();
+    }
+    s_open = nullptr;
+}
+
+std::string RenderTask_Imp::getType() const
+{
+    QUILT_ASSERT(m_parentTask);
+    return m_parentTask->getType();
+}
+
+size_t RenderTask_Imp::registerInputTask(ref_ptr<RenderTask> inputTask)
+{
+    QUILT_ASSERT(inputTask);
+    QUILT_ASSERT(inputTask->m_imp);
+    QUILT_ASSERT(m_renderStage == RENDERSTAGE_Init);
+
+    const auto [known, isNew] = renderTaskCache().try_emplace(inputTask->getCacheID(), inputTask);
+    m_inputTasks.push_back(known->second);
+    return m_inputTasks.size() - 1;
+}
+
+void RenderTask_Imp::clearRenderTaskCache()
+{
+    // The tasks go when the map is empty already: a task's end may lead back here.
+    std::map<std::string, ref_ptr<RenderTask>> tasks;
+    tasks.swap(renderTaskCache());
+}
+
+RenderTask_Imp& RenderTask_Imp::inputImp(size_t inputID) const
+{
+    QUILT_ASSERT(m_renderStage >= RENDERSTAGE_ComputeOutputDescription);
+    const ref_ptr<RenderTask>& inputTask = m_inputTasks.at(inputID);
+    QUILT_ASSERT(inputTask->m_imp->m_renderStage >= RENDERSTAGE_ComputeOutputDescription);
+    return *inputTask->m_imp;
+}
+
+unsigned long RenderTask_Imp::getDefinedInputChannels(size_t inputID) const
+{
+    return inputImp(inputID).m_definedChannels;
+}
+
+const UTIL::Region& RenderTask_Imp::getDefinedInputDataRegion(size_t inputID) const
+{
+    return inputImp(inputID).m_definedDataRegion;
+}
+
+const std::string& RenderTask_Imp::getInputCacheID(size_t inputID) const
+{
+    return inputImp(inputID).m_cacheID;
+}
+
+const Imath::Color4<float>& RenderTask_Imp::getInputBackgroundColor(size_t inputID) const
+{
+    return inputImp(inputID).m_backgroundColor;
+}
+
+void RenderTask_Imp::describe()
+{
+    if (m_renderStage == RENDERSTAGE_Init)
+        computeOutputDescription();
+}
+
+void RenderTask_Imp::getOutputDescription(unsigned long* channels, UTIL::Region* region)
+{
+    describe();
+    if (channels)
+        *channels = m_definedChannels;
+    if (region)
+        *region = m_definedDataRegion;
+}
+
+const std::string& RenderTask_Imp::getCacheID()
+{
+    describe();
+    return m_cacheID;
+}
+
+const std::string& RenderTask_Imp::getNodeID()
+{
+    describe();
+    return m_nodeID;
+}
+
+// The identity is the text "type {parameters}" for the node alone, and with the identities of the
+// inputs in front of the closing brace for the node with all that is above it.
+void RenderTask_Imp::computeOutputDescription()
+{
+    m_renderStage = RENDERSTAGE_ComputeOutputDescription;
+    for (const ref_ptr<RenderTask>& inputTask : m_inputTasks)
+        inputTask->m_imp->describe();
+
+    CacheIDStream stream;
+    stream << getType() << " {";
+    m_parentTask->computeCacheID(stream);
+    m_nodeID = compressCacheID(stream.str() + "}");
+    for (size_t i = 0; i < m_inputTasks.size(); ++i)
+    {
+        if (std::ranges::find(m_ignoredInputCacheIDs, i) == m_ignoredInputCacheIDs.end())
+            stream << getInputCacheID(i) << ',';
+    }
+
+    const unsigned long channels = m_parentTask->computeOutputChannels();
+    m_backgroundColor = m_parentTask->computeBackgroundColor();
+    const unsigned long definedChannels = EMULSION::ValidateChannelMask(channels);
+    UTIL::Region dataRegion = computeOutputDataRegion();
+
+    QUILT_ASSERT(m_renderStage == RENDERSTAGE_ComputeOutputDescription);
+    const std::string text = stream.str() + "}";
+    m_definedChannels = definedChannels;
+    m_definedDataRegion = std::move(dataRegion);
+    m_cacheID = text.starts_with('$') ? text : compressCacheID(text);
+
+    RenderManager::debugStream() << m_nameAtTime
+                                 << " Channels: " << EMULSION::GetChannelMaskName(definedChannels)
+                                 << " Area: " << m_definedDataRegion << " CacheID: " << m_cacheID
+                                 << ' ' << text << '\n';
+}
+
+UTIL::Region RenderTask_Imp::computeOutputDataRegion()
+{
+    try
+    {
+        return m_parentTask->computeOutputDataRegion();
+    }
+    catch (const std::exception& error)
+    {
+        throw RenderTaskRenderingException(m_parentTask,
+                                           std::string("An error occurred ") +
+                                               "while computing the outputDataRegion, " + "'" +
+                                               error.what() + "'",
+                                           -1);
+    }
+    catch (...)
+    {
+        throw RenderTaskRenderingException(m_parentTask,
+                                           std::string("An unknown error has occurred ") +
+                                               "while computing the outputDataRegion",
+                                           -1);
+    }
+}
+
+}
