@@ -1,10 +1,17 @@
+#include <EMULSION/Error.h>
 #include <EMULSION/Plumbing.h>
+#include <EMULSION/Raw.h>
 
 #include <algorithm>
 #include <bit>
 #include <chrono>
+#include <cstdlib>
 #include <cstring>
+#include <string>
 #include <vector>
+
+#include <fcntl.h>
+#include <unistd.h>
 
 #include <benchmark/benchmark.h>
 
@@ -37,7 +44,8 @@ double secondsOf(const auto& work)
     return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
 }
 
-// `bytes` is what the work writes.
+// Runs memcpy over as many bytes as the work writes beside it. "ratio" is the time of the work by
+// that of memcpy: 1 is the speed of a plain copy, below 1 is faster.
 void runBesideCopy(benchmark::State& state, size_t bytes, const auto& work)
 {
     const std::vector<char> from(bytes, 1);
@@ -86,8 +94,64 @@ void channelCopies(benchmark::State& state)
     });
 }
 
+// Argument: side of the square of RGBA pixels. Files go to QUILT_BENCH_FOLDER, or to memory.
+struct SwapFile
+{
+    explicit SwapFile(benchmark::State& state) : picture(15, state.range(0), state.range(0))
+    {
+        const char* folder = std::getenv("QUILT_BENCH_FOLDER");
+        path = std::string(folder ? folder : "/dev/shm") + "/emulsion-bench-" +
+               std::to_string(::getpid());
+    }
+    ~SwapFile() { ::unlink(path.c_str()); }
+
+    // The same bytes by one call of the system; false when that did not do.
+    bool plainWrite() const
+    {
+        const int file = ::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
+        const ssize_t count = ::write(file, picture.floats.data(), bytes());
+        return ::close(file) == 0 && count == static_cast<ssize_t>(bytes());
+    }
+    bool plainRead()
+    {
+        const int file = ::open(path.c_str(), O_RDONLY);
+        const ssize_t count = ::read(file, picture.floats.data(), bytes());
+        return ::close(file) == 0 && count == static_cast<ssize_t>(bytes());
+    }
+    size_t bytes() const { return picture.floats.size() * sizeof(float); }
+
+    Picture picture;
+    std::string path;
+};
+
+// "ratio" is the time of the swap file by that of plain calls of the system for the same bytes.
+void swaps(benchmark::State& state)
+{
+    SwapFile file(state);
+    double written = 1e9, plainWritten = 1e9, read = 1e9, plainRead = 1e9;
+    bool sound = true;
+    for (auto _ : state)
+    {
+        plainWritten = std::min(plainWritten, secondsOf([&] { sound &= file.plainWrite(); }));
+        plainRead = std::min(plainRead, secondsOf([&] { sound &= file.plainRead(); }));
+        ::unlink(file.path.c_str());
+        written =
+            std::min(written, secondsOf([&] { WriteRAW(file.path.c_str(), &file.picture.image); }));
+        read = std::min(read, secondsOf([&] { ReadRAW(&file.picture.image, file.path.c_str()); }));
+        ::unlink(file.path.c_str());
+    }
+    if (!sound || GetError() != ERROR_NONE)
+        state.SkipWithError("a file could not be written or read back");
+    const double gigabytes = static_cast<double>(file.bytes()) * 1e-9;
+    state.counters["write GB/s"] = gigabytes / written;
+    state.counters["write ratio"] = written / plainWritten;
+    state.counters["read GB/s"] = gigabytes / read;
+    state.counters["read ratio"] = read / plainRead;
 }
 
+}
+
+BENCHMARK(swaps)->Arg(256)->Arg(1024)->Arg(3000);
 BENCHMARK(copies)
     ->UseManualTime()
     ->ArgsProduct({{15}, {15, 7, 8}, {256, 3000}})

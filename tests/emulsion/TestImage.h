@@ -5,13 +5,13 @@
 #include <EMULSION/Image.h>
 
 #include <bit>
-#include <cstdlib>
 #include <cstring>
-#include <random>
 #include <string>
 #include <vector>
 
 #include <gtest/gtest.h>
+
+#include "support/Random.h"
 
 namespace UTIL
 {
@@ -41,43 +41,14 @@ namespace EmulsionTest
 using EMULSION::Image;
 using UTIL::Rect;
 
-/// Random choices whose seed QUILT_TEST_SEED sets; tests print it when they fail.
-class Random
+using QUILT::Test::Random;
+
+/// Any bits, so many NaNs, infinities, denormals and negative zeros are among them.
+inline float anyFloat(Random& random)
 {
-public:
-    explicit Random(uint64_t seed = 1) : m_seed(seedFromEnvironment(seed)), m_engine(m_seed) {}
-
-    uint64_t seed() const { return m_seed; }
-    int64_t between(int64_t low, int64_t high)
-    {
-        return std::uniform_int_distribution<int64_t>(low, high)(m_engine);
-    }
-    bool oneIn(int64_t n) { return between(1, n) == 1; }
-
-    /// Any bits, so many NaNs, infinities, denormals and negative zeros are among them.
-    float anyFloat()
-    {
-        static constexpr uint32_t special[] = {0x7fc00001, 0xff800001, 0x80000000, 0x00000001};
-        return std::bit_cast<float>(oneIn(8) ? special[between(0, 3)]
-                                             : static_cast<uint32_t>(m_engine()));
-    }
-
-private:
-    static uint64_t seedFromEnvironment(uint64_t seed)
-    {
-        const char* text = std::getenv("QUILT_TEST_SEED");
-        return text ? std::strtoull(text, nullptr, 10) : seed;
-    }
-
-    const uint64_t m_seed;
-    std::mt19937_64 m_engine;
-};
-
-/// How many cases a random test runs: QUILT_TEST_CASES, or `usual`.
-inline int caseCount(int usual)
-{
-    const char* text = std::getenv("QUILT_TEST_CASES");
-    return text ? std::atoi(text) : usual;
+    static constexpr uint32_t special[] = {0x7fc00001, 0xff800001, 0x80000000, 0x00000001};
+    return std::bit_cast<float>(random.oneIn(8) ? special[random.between(0, 3)]
+                                                : static_cast<uint32_t>(random.bits()));
 }
 
 /// An image in the middle of a block of random floats, with an odd start and gaps between its rows.
@@ -91,7 +62,7 @@ public:
         const int64_t start = random.between(1, 9);
         m_floats.resize(static_cast<size_t>(start + rowFloats * bounds.height() + 9));
         for (float& value : m_floats)
-            value = random.anyFloat();
+            value = anyFloat(random);
         image.channels = channels;
         image.bounds = bounds;
         image.rowBytes = static_cast<uint64_t>(rowFloats) * sizeof(float);
