@@ -4,8 +4,7 @@
 #include <functional>
 #include <limits>
 
-#include <hwy/targets.h>
-
+#include "SimdTarget.h"
 #include "emulsion/TestImage.h"
 
 using namespace EMULSION;
@@ -157,16 +156,13 @@ void expectRandomCaseAsModelled(Random& random)
 
 TEST(Plumbing, DoesWhatAModelOfSinglePixelsDoes)
 {
-    const auto targets = hwy::SupportedTargets();
-    for (int64_t rest = targets; rest != 0; rest &= rest - 1)
+    for (const std::string& target : Private::simdTargets())
     {
-        hwy::SetSupportedTargetsForTest(rest & -rest);
-        hwy::GetChosenTarget().DeInit();
-        SCOPED_TRACE(hwy::TargetName(rest & -rest));
+        Private::setSimdTarget(target);
+        SCOPED_TRACE(target);
         forEachRandomCase(4000, expectRandomCaseAsModelled);
     }
-    hwy::SetSupportedTargetsForTest(0);
-    hwy::GetChosenTarget().DeInit();
+    Private::setSimdTarget(Private::simdTargets().front());
 }
 
 TEST(Plumbing, CopiesBetweenOverlappingViewsOfOneImage)

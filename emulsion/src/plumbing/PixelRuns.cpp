@@ -51,6 +51,8 @@ HWY_AFTER_NAMESPACE();
 
 #if HWY_ONCE
 
+#include "SimdDispatch.h"
+
 namespace EMULSION::Private
 {
 
@@ -96,7 +98,7 @@ void mapPixels(float* output, const float* input, int64_t count, const ChannelMa
 {
     static constexpr decltype(&mapFloats<1>) byChannels[] = {&mapFloats<1>, &mapFloats<2>,
                                                              &mapFloats<3>, &mapFloats<4>};
-    const int64_t done = HWY_DYNAMIC_DISPATCH(shufflePixels)(output, input, count, map);
+    const int64_t done = EMULSION_DISPATCH(shufflePixels)(output, input, count, map);
     byChannels[map.outputChannels - 1](output + done * map.outputChannels,
                                        input + done * map.inputChannels, count - done, map);
 }

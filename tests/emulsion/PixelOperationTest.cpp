@@ -1,0 +1,351 @@
+#include <EMULSION/Color.h>
+#include <EMULSION/ColorMatrix.h>
+#include <EMULSION/Premultiply.h>
+
+#include <cmath>
+#include <functional>
+#include <limits>
+
+#include "emulsion/TestImage.h"
+#include "SimdTarget.h"
+
+using namespace EMULSION;
+using namespace EmulsionTest;
+using Imath::Color4f;
+using QUILT::Test::forEachRandomCase;
+
+namespace
+{
+
+using Pixel = std::array<double, 4>;
+
+struct OperationCase
+{
+    const char* name;
+    std::function<PixelOperationPtr()> make;
+    std::function<Pixel(Pixel)> formula; // in double
+};
+
+void PrintTo(const OperationCase& operation, std::ostream* stream)
+{
+    *stream << operation.name;
+}
+
+constexpr float s_nan = std::numeric_limits<float>::quiet_NaN();
+constexpr float s_infinity = std::numeric_limits<float>::infinity();
+const Color4f s_quarters(0.25f, -0.5f, 0.75f, 1.0f), s_slopes(1.7f, 0.0f, -2.0f, 1.0f);
+const Color4f s_lowest(-1.0f, 0.0f, 0.25f, 0.0f), s_highest(1.0f, 0.5f, 0.75f, 1.0f);
+constexpr float s_fullMatrix[20] = {0.3f, 0.6f, 0.1f, 0.25f, 0.5f, 1,    2, -3, 4, 0, //
+                                    0.1f, 0.2f, 0.3f, 0.4f,  -1,   0.5f, 1, 2,  3, 7};
+constexpr float s_sparseMatrix[20] = {2, 0, 0, 0, 0, 0, 0, 1, 0, 0.5f, 0, 1, 0, 3, 0};
+
+Pixel perChannel(const Pixel& pixel, const std::function<double(double, int)>& formula)
+{
+    Pixel result;
+    for (int i = 0; i < 4; ++i)
+        result[static_cast<size_t>(i)] = formula(pixel[static_cast<size_t>(i)], i);
+    return result;
+}
+
+Pixel matrixTimes(const float* m, const Pixel& pixel)
+{
+    return perChannel(pixel, [&](double, int row) {
+        const float* const c = m + 5 * row;
+        return pixel[0] * c[0] + pixel[1] * c[1] + pixel[2] * c[2] + pixel[3] * c[3] + c[4];
+    });
+}
+
+const OperationCase s_operations[] = {
+    {"Contrast", [] { return makeContrastOperation(s_slopes, s_quarters); },
+     [](const Pixel& p) {
+         return perChannel(
+             p, [](double v, int i) { return (v - s_quarters[i]) * s_slopes[i] + s_quarters[i]; });
+     }},
+    {"Clamp", [] { return makeClampOperation(s_lowest, s_highest, true, true); },
+     [](const Pixel& p) {
+         return perChannel(p, [](double v, int i) {
+             return std::clamp(v, double(s_lowest[i]), double(s_highest[i]));
+         });
+     }},
+    {"ClampBelow", [] { return makeClampOperation(s_lowest, s_highest, true, false); },
+     [](const Pixel& p) {
+         return perChannel(p, [](double v, int i) { return std::max(v, double(s_lowest[i])); });
+     }},
+    {"Threshold",
+     [] { return makeThresholdOperation(s_quarters, true, s_lowest, true, s_highest); },
+     [](const Pixel& p) {
+         return perChannel(
+             p, [](double v, int i) { return v >= s_quarters[i] ? s_highest[i] : s_lowest[i]; });
+     }},
+    {"ThresholdAbove",
+     [] { return makeThresholdOperation(s_quarters, false, s_lowest, true, s_highest); },
+     [](const Pixel& p) {
+         return perChannel(p,
+                           [](double v, int i) { return v >= s_quarters[i] ? s_highest[i] : v; });
+     }},
+    {"MultInverse", [] { return makeMultInverseOperation(); },
+     [](const Pixel& p) {
+         return perChannel(p, [](double v, int) { return v == 0 ? 0 : 1 / v; });
+     }},
+    {"FullMatrix", [] { return makeColorMatrixOperation(s_fullMatrix); },
+     [](const Pixel& p) { return matrixTimes(s_fullMatrix, p); }},
+    {"SparseMatrix", [] { return makeColorMatrixOperation(s_sparseMatrix); },
+     [](const Pixel& p) { return matrixTimes(s_sparseMatrix, p); }},
+    {"Premultiply", [] { return makePremultiplyOperation(); },
+     [](const Pixel& p) {
+         return Pixel{p[0] * p[3], p[1] * p[3], p[2] * p[3], p[3]};
+     }},
+    {"Unpremultiply", [] { return makeUnpremultiplyOperation(); },
+     [](const Pixel& p) {
+         return p[3] == 0 ? Pixel{} : Pixel{p[0] / p[3], p[1] / p[3], p[2] / p[3], p[3]};
+     }},
+};
+
+class EveryPixelOperation : public testing::TestWithParam<OperationCase>
+{};
+
+// Kernels made here use the given instruction set.
+class SimdScope
+{
+public:
+    explicit SimdScope(const std::string& name) : m_before(Private::simdTarget())
+    {
+        Private::setSimdTarget(name);
+    }
+    ~SimdScope() { Private::setSimdTarget(m_before); }
+
+private:
+    const std::string m_before;
+};
+
+float channelOf(const TestImage& image, int64_t x, int64_t y, int channel)
+{
+    const int64_t place = image.find(x, y, uint64_t(1) << channel);
+    return place < 0 ? 0.0f : image.floats()[static_cast<size_t>(place)];
+}
+
+// Calls visit(x, y, channel, place) for each float of the image, `place` being its index in
+// floats().
+template <class Visit>
+void forEachFloat(const TestImage& image, const Visit& visit)
+{
+    const Rect& bounds = image.image.bounds;
+    for (int64_t y = bounds.y0; y < bounds.y1; ++y)
+        for (int64_t x = bounds.x0; x < bounds.x1; ++x)
+            for (int channel = 0; channel < 4; ++channel)
+                if (const int64_t place = image.find(x, y, uint64_t(1) << channel); place >= 0)
+                    visit(x, y, channel, static_cast<size_t>(place));
+}
+
+// What the operation must leave in all of the output's block: a pixel that both images have is what
+// the operation makes of its colour, everything else is as before.
+std::vector<float> expectedFloats(const TestImage& output, const TestImage& input,
+                                  const PixelOperation& operation)
+{
+    std::vector<float> expected = output.floats();
+    const Rect& inside = input.image.bounds;
+    forEachFloat(output, [&](int64_t x, int64_t y, int channel, size_t place) {
+        if (!inside.contains(Rect(x, y, x + 1, y + 1)))
+            return;
+        const Color4f color(channelOf(input, x, y, 0), channelOf(input, x, y, 1),
+                            channelOf(input, x, y, 2), channelOf(input, x, y, 3));
+        expected[place] = Run(color, operation)[channel];
+    });
+    return expected;
+}
+
+// Which of two NaNs goes on where they meet is the compiler's choice.
+bool sameButForNaNs(const std::vector<float>& a, const std::vector<float>& b)
+{
+    return std::equal(a.begin(), a.end(), b.begin(), b.end(), [](float x, float y) {
+        return std::bit_cast<uint32_t>(x) == std::bit_cast<uint32_t>(y) ||
+               (std::isnan(x) && std::isnan(y));
+    });
+}
+
+Rect randomRect(Random& random)
+{
+    // Around the widths of a vector and of a strip.
+    const int64_t width = random.oneIn(4) ? random.between(120, 270) : random.between(1, 33);
+    const int64_t x = random.between(-5, 5), y = random.between(-5, 5);
+    return Rect(x, y, x + width, y + random.between(1, 3));
+}
+
+bool near(double value, double expected, double scale)
+{
+    return std::abs(value - expected) <= 1e-6 * std::max(scale, std::abs(expected));
+}
+
+}
+
+TEST_P(EveryPixelOperation, GivesTheSameBitsForAPixelWhereverItStands)
+{
+    const PixelOperationPtr scalar = [&] {
+        const SimdScope scope("scalar");
+        return GetParam().make();
+    }();
+    for (const std::string& target : Private::simdTargets())
+    {
+        const SimdScope scope(target);
+        const PixelOperationPtr operation = GetParam().make();
+        forEachRandomCase(300, [&](Random& random) {
+            SCOPED_TRACE(target);
+            const Rect bounds = randomRect(random);
+            const bool inPlace = random.oneIn(4);
+            TestImage output(random, static_cast<uint64_t>(random.between(0, 15)), bounds);
+            TestImage input(random, static_cast<uint64_t>(random.between(0, 15)),
+                            random.oneIn(2) ? bounds : randomRect(random));
+            const TestImage& from = inPlace ? output : input;
+            const std::vector<float> expected = expectedFloats(output, from, *operation);
+            const std::vector<float> plain = expectedFloats(output, from, *scalar);
+            const Image sameOutput = output.image;
+            EMULSION::Run(&sameOutput, &from.image, *operation);
+            EXPECT_TRUE(sameBits(output.floats(), expected));
+            EXPECT_TRUE(sameButForNaNs(expected, plain));
+        });
+    }
+}
+
+TEST_P(EveryPixelOperation, FollowsItsFormula)
+{
+    const PixelOperationPtr operation = GetParam().make();
+    forEachRandomCase(2000, [&](Random& random) {
+        Color4f color;
+        Pixel pixel;
+        for (int channel = 0; channel < 4; ++channel)
+        {
+            color[channel] = random.oneIn(8) ? float(random.between(-1, 1))
+                                             : float(random.between(-4000, 4000)) / 1000.0f;
+            pixel[static_cast<size_t>(channel)] = color[channel];
+        }
+        const Color4f result = EMULSION::Run(color, *operation);
+        const Pixel expected = GetParam().formula(pixel);
+        for (int channel = 0; channel < 4; ++channel)
+            ASSERT_TRUE(near(result[channel], expected[static_cast<size_t>(channel)], 20))
+                << color << " gives " << result << ", channel " << channel << " must be "
+                << expected[static_cast<size_t>(channel)];
+    });
+}
+
+INSTANTIATE_TEST_SUITE_P(All, EveryPixelOperation, testing::ValuesIn(s_operations),
+                         [](const auto& info) { return std::string(info.param.name); });
+
+TEST(PixelChain, GivesTheBitsOfItsOperationsOneByOne)
+{
+    forEachRandomCase(300, [](Random& random) {
+        std::vector<PixelOperationPtr> operations;
+        std::vector<const PixelOperation*> chain;
+        for (int64_t count = random.oneIn(8) ? random.between(30, 70) : random.between(0, 8);
+             count > 0; --count)
+        {
+            const int64_t which = random.between(0, std::ssize(s_operations) - 1);
+            operations.push_back(s_operations[which].make());
+            chain.push_back(operations.back().get());
+        }
+        const Rect bounds = randomRect(random);
+        TestImage input(random, static_cast<uint64_t>(random.between(0, 15)), bounds);
+        TestImage whole(random, 15, bounds);
+        EMULSION::Run(&whole.image, &input.image, nullptr, 0);
+        for (const PixelOperation* operation : chain)
+            EMULSION::Run(&whole.image, &whole.image, *operation);
+        TestImage output(random, static_cast<uint64_t>(random.between(0, 15)), bounds);
+        EMULSION::Run(&output.image, &input.image, chain.data(), chain.size());
+        std::vector<float> expected = output.floats();
+        forEachFloat(output, [&](int64_t x, int64_t y, int channel, size_t place) {
+            expected[place] = channelOf(whole, x, y, channel);
+        });
+        ASSERT_TRUE(sameBits(output.floats(), expected));
+    });
+}
+
+TEST(PixelOperations, TreatExceptionalValuesAsDocumented)
+{
+    const Color4f odd(s_nan, s_infinity, -0.0f, 1e-45f);
+    Color4f out = odd;
+    ClampColor(out, out, s_lowest, s_highest, true, true);
+    EXPECT_TRUE(std::isnan(out.r));
+    EXPECT_EQ(Color4f(0, out.g, out.b, out.a), Color4f(0, 0.5f, 0.25f, 1e-45f));
+    out = Threshold(odd, Color4f(0, 0, 0, 0), true, Color4f(7, 7, 7, 7), false, odd);
+    EXPECT_EQ(out, Color4f(7, s_infinity, 0, 1e-45f));
+    MultInverseColor(out, odd);
+    EXPECT_EQ(Color4f(0, out.g, out.b, out.a), Color4f(0, 0, 0, s_infinity));
+    EXPECT_FALSE(std::signbit(out.b));
+    EXPECT_EQ(Unpremultiply(Color4f(s_infinity, 1, -1, -0.0f)), Color4f(0, 0, 0, 0));
+    EXPECT_EQ(Premultiply(Color4f(2, 4, -1, 0.5f)), Color4f(1, 2, -0.5f, 0.5f));
+}
+
+TEST(ColorMatrix, HearsOnlyWhatItsCoefficientsName)
+{
+    const float matrix[20] = {0, 2, 0, 0, 0, 0, 0, 0, 0, 3, 0, 0, 0, 0, 0, 0, 1, 0, 0, -0.0f};
+    EXPECT_EQ(ColorMatrix(Color4f(s_nan, -0.0f, s_infinity, s_nan), matrix), Color4f(0, 3, 0, 0));
+    const Color4f result = ColorMatrix(Color4f(s_nan, -0.0f, 0, 0), matrix);
+    EXPECT_TRUE(std::signbit(result.r) && std::signbit(result.a));
+    EXPECT_FALSE(std::signbit(result.b));
+    const PixelOperationPtr operation = makeColorMatrixOperation(matrix);
+    EXPECT_EQ(operation->getRequiredChannels(ChannelRed | ChannelBlue), ChannelGreen);
+    EXPECT_EQ(operation->getRequiredChannels(ChannelGreen), 0u);
+}
+
+TEST(ColorMatrix, TakesMatricesForRowVectors)
+{
+    Imath::M44f matrix;
+    for (int row = 0; row < 4; ++row)
+        for (int column = 0; column < 4; ++column)
+            matrix[row][column] = static_cast<float>(row * 7 - column * column + 1);
+    const Color4f offset(1, 2, 3, 4);
+    float converted[20];
+    ConvertMtx_imathToEmulsion(converted, matrix, offset);
+    const Imath::V4f vector(5, -6, 7, 8);
+    const Imath::V4f moved = vector * matrix;
+    EXPECT_EQ(ColorMatrix(Color4f(vector.x, vector.y, vector.z, vector.w), converted),
+              Color4f(moved.x + 1, moved.y + 2, moved.z + 3, moved.w + 4));
+}
+
+TEST(PixelOperations, RefuseBrokenImages)
+{
+    Random random(1);
+    TestImage good(random, 15, Rect(0, 0, 3, 3)), bad(random, 7, Rect(0, 0, 3, 3));
+    const std::vector<float> before = good.floats();
+    MultInverse(nullptr, &good.image);
+    expectError(ERROR_INVALID_ARGUMENT, "MultInverse: the output is null");
+    MultInverse(&good.image, nullptr);
+    expectError(ERROR_INVALID_ARGUMENT, "MultInverse: the input is null");
+    bad.image.channels = 16;
+    MultInverse(&good.image, &bad.image);
+    expectError(ERROR_INVALID_CHANNELS, "MultInverse: the input");
+    EXPECT_TRUE(sameBits(good.floats(), before));
+    const Image empty;
+    MultInverse(&empty, &good.image);
+    MultInverse(&good.image, &empty);
+    EXPECT_EQ(GetError(), ERROR_NONE);
+    EXPECT_TRUE(sameBits(good.floats(), before));
+}
+
+TEST(SimdTarget, IsTheBestOneUpToTheOneThatIsNamed)
+{
+    const std::vector<std::string> targets = Private::simdTargets();
+    ASSERT_EQ(targets.back(), "scalar");
+    std::string best = targets.back();
+    for (const std::string name : {"scalar", "sse4", "avx2", "avx512"})
+    {
+        if (std::find(targets.begin(), targets.end(), name) != targets.end())
+            best = name;
+        const SimdScope scope(name);
+        EXPECT_EQ(Private::simdTarget(), best) << "for " << name;
+    }
+    EXPECT_FALSE(Private::setSimdTarget("neon"));
+}
+
+TEST(SimdTargetDeathTest, IsReadFromTheEnvironmentOnLoading)
+{
+    GTEST_FLAG_SET(death_test_style, "threadsafe"); // starts this program anew
+    const auto print = [] {
+        std::fprintf(stderr, "uses %s", Private::simdTarget().c_str());
+        std::exit(0);
+    };
+    setenv("EMULSION_SIMD", "scalar", 1);
+    EXPECT_EXIT(print(), testing::ExitedWithCode(0), "^uses scalar$");
+    setenv("EMULSION_SIMD", "fast", 1);
+    EXPECT_EXIT(print(), testing::ExitedWithCode(0), "EMULSION_SIMD is \"fast\".*ignored.\nuses ");
+    unsetenv("EMULSION_SIMD");
+}
