@@ -25,23 +25,21 @@ inline long livingCount(Living kind)
     return s_livingCounts[static_cast<std::size_t>(kind)].load(std::memory_order_relaxed);
 }
 
+inline void addToLivingCount(Living kind, long difference)
+{
+    s_livingCounts[static_cast<std::size_t>(kind)].fetch_add(difference, std::memory_order_relaxed);
+}
+
 /// A member that makes its owner count, from the owner's construction to its destruction. A copy
 /// of the owner counts as well.
 template <Living kind>
 class Counted
 {
 public:
-    Counted() { add(1); }
+    Counted() { addToLivingCount(kind, 1); }
     Counted(const Counted&) : Counted() {}
     Counted& operator=(const Counted&) { return *this; }
-    ~Counted() { add(-1); }
-
-private:
-    static void add(long difference)
-    {
-        s_livingCounts[static_cast<std::size_t>(kind)].fetch_add(difference,
-                                                                 std::memory_order_relaxed);
-    }
+    ~Counted() { addToLivingCount(kind, -1); }
 };
 
 }
