@@ -64,7 +64,7 @@ TEST_F(ImageAllocatorTest, TheLongestUnlockedGoesFirstAndComesBackUnchanged)
     const auto files = swapFiles();
     ASSERT_EQ(files.size(), 1u);
     EXPECT_THAT(files[0].filename().string(),
-                testing::MatchesRegex("lantern_cacheFile[0-9a-f]+-[0-9a-f]+-[0-9a-f]+-[0-9a-f]+"));
+                testing::MatchesRegex("lantern_cacheFile[0-9a-f]{4}(-[0-9a-f]{4}){3}"));
 
     EXPECT_TRUE(holds(images[1], 1)); // swaps another one in its place, or fits
     EXPECT_FALSE(isSwapped(images[1]));

@@ -1,14 +1,13 @@
 #include "private/ImageBuffer_Imp.h"
 
+#include <filesystem>
 #include <iostream>
-#include <limits>
 #include <new>
 #include <optional>
+#include <random>
 #include <utility>
 
 #include <unistd.h>
-
-#include <boost/filesystem.hpp>
 
 #include <Bramble3/Log.h>
 #include <EMULSION/Channels.h>
@@ -36,6 +35,22 @@ std::optional<uint64_t> rowBytesFor(int64_t width, uint64_t pixelBytes)
         bytes > s_largestImage)
         return std::nullopt;
     return (bytes + s_rowAlignment - 1) / s_rowAlignment * s_rowAlignment;
+}
+
+// A name that no other file has: four groups of four random digits.
+std::string newSwapFilePath(const std::string& folder)
+{
+    std::random_device random;
+    std::string name = "lantern_cacheFile";
+    for (int group = 0; group < 4; ++group)
+    {
+        if (group > 0)
+            name += '-';
+        const unsigned value = random();
+        for (int shift = 0; shift < 16; shift += 4)
+            name += "0123456789abcdef"[value >> shift & 15];
+    }
+    return (std::filesystem::path(folder) / name).string();
 }
 
 }
@@ -164,10 +179,7 @@ bool ImageBuffer::Impl::saveToDisk()
     assertOrThrow(m_image.pixelPtr != nullptr, "m_image.pixelPtr != 0", __LINE__);
     if (!isDamaged())
     {
-        const boost::filesystem::path name = boost::filesystem::unique_path("%%%%-%%%%-%%%%-%%%%");
-        const std::string path = (boost::filesystem::path(m_allocator->getTmpDir()) /
-                                  ("lantern_cacheFile" + name.string()))
-                                     .string();
+        const std::string path = newSwapFilePath(m_allocator->getTmpDir());
         const EMULSION::ErrorScope scope; // what is pending already is not this file's failure
         EMULSION::ClearError();
         EMULSION::WriteRAW(path.c_str(), &m_image);
