@@ -15,7 +15,7 @@ void oneRectangle(benchmark::State& state)
 {
     const Region data(Rect(0, 0, 4096, 2160));
     int64_t x = 0;
-    for (auto _ : state)
+    for ([[maybe_unused]] auto _ : state)
     {
         Region needed(Rect(x, 64, x + 128, 192));
         needed.intersect(Rect(-10, -10, 4000, 2000));
@@ -31,7 +31,7 @@ BENCHMARK(oneRectangle);
 
 void simplifyAnL(benchmark::State& state)
 {
-    for (auto _ : state)
+    for ([[maybe_unused]] auto _ : state)
     {
         Region region(Rect(0, 0, 64, 64));
         region.add(Rect(0, 0, 128, 32));
@@ -73,7 +73,7 @@ std::vector<Rect> scattered(int64_t count, int64_t plane, int64_t reach)
 void manyRectangles(benchmark::State& state, const std::vector<Rect>& rects)
 {
     std::size_t size = 0;
-    for (auto _ : state)
+    for ([[maybe_unused]] auto _ : state)
         size = Region::fromRectangles(rects).size();
     state.counters["given"] = static_cast<double>(rects.size());
     state.counters["result"] = static_cast<double>(size);

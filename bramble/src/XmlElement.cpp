@@ -172,7 +172,7 @@ const std::string* Element::findAttr(const std::string& name) const
 std::string Element::toText() const
 {
     pugi::xml_document document;
-    write(document, *this);
+    write(document.root(), *this);
     std::ostringstream stream;
     document.save(stream, "  ", pugi::format_default, pugi::encoding_utf8);
     return stream.str();

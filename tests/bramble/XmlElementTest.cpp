@@ -19,7 +19,7 @@ namespace
 std::shared_ptr<Element> read(const pugi::xml_node& node)
 {
     const bool plain = std::string(node.name()) != "element";
-    const auto element = Element::create(plain ? node.name() : node.attribute("name").as_string());
+    auto element = Element::create(plain ? node.name() : node.attribute("name").as_string());
     if (plain)
     {
         for (const pugi::xml_attribute& attribute : node.attributes())
@@ -62,7 +62,7 @@ std::string randomText(Random& random)
 
 std::shared_ptr<Element> randomElement(Random& random, int depth)
 {
-    const auto element = Element::create(random.oneIn(2) ? "plain" : randomText(random));
+    auto element = Element::create(random.oneIn(2) ? "plain" : randomText(random));
     for (int64_t i = random.between(0, 3); i > 0; --i)
         element->setAttr(random.oneIn(2) ? "id" : randomText(random), randomText(random));
     for (int64_t i = depth > 0 ? random.between(0, 3) : 0; i > 0; --i)
