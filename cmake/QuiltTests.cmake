@@ -14,10 +14,3 @@ function(quilt_add_test)
   gtest_discover_tests(${arg_NAME} DISCOVERY_TIMEOUT 60
     PROPERTIES LABELS ${arg_LABEL} TIMEOUT ${arg_TIMEOUT})
 endfunction()
-
-# The engine with its private classes, as the tests of those link it.
-add_library(quilt_engine_for_tests INTERFACE)
-target_sources(quilt_engine_for_tests INTERFACE
-  $<TARGET_OBJECTS:quilt_objects> $<TARGET_OBJECTS:bramble>)
-target_link_libraries(quilt_engine_for_tests INTERFACE
-  quilt_objects bramble pugixml::pugixml OpenSSL::Crypto Boost::filesystem Threads::Threads)
