@@ -11,6 +11,9 @@ namespace EMULSION::Private
 /// Copy for images that have been checked.
 void copyOverlap(const Image& output, const Image& input);
 
+/// Sets all channels to zero in a part of the image that has pixels.
+void clearPart(const Image& image, const UTIL::Rect& part);
+
 /// Calls work(float* run, int64_t pixels) for the runs of a part of an image: once when its rows
 /// have no gaps between them, else for each row. The image has channels, the part has pixels.
 template <class Work>

@@ -2,7 +2,10 @@
 
 #include <algorithm>
 #include <bit>
+#include <cstddef>
 #include <cstring>
+
+#include "Rows.h"
 
 #undef HWY_TARGET_INCLUDE
 #define HWY_TARGET_INCLUDE "plumbing/PixelRuns.cpp"
@@ -15,8 +18,7 @@ namespace EMULSION::Private::HWY_NAMESPACE
 
 namespace hn = hwy::HWY_NAMESPACE;
 
-// Writes pixels from the start of the run on, and returns how many: all but the last three, since
-// a vector reaches up to three floats, and so at most three pixels, beyond its own.
+// Writes pixels from the start of the run on, and returns how many.
 int64_t shufflePixels(float* output, const float* input, int64_t count, const ChannelMap& map)
 {
 #if HWY_TARGET == HWY_SCALAR
@@ -35,14 +37,13 @@ int64_t shufflePixels(float* output, const float* input, int64_t count, const Ch
     const auto control = hn::Load(bytes, order);
     auto* to = reinterpret_cast<uint8_t*>(output);
     auto* from = reinterpret_cast<const uint8_t*>(input);
-    const int64_t bulk = std::max<int64_t>(count - 3, 0);
-    for (int64_t i = 0; i < bulk; ++i)
+    for (int64_t i = 0; i < count; ++i)
     {
         hn::StoreU(hn::TableLookupBytesOr0(hn::LoadU(bytes, from), control), bytes, to);
         to += sizeof(float) * static_cast<size_t>(map.outputChannels);
-        from += sizeof(float) * static_cast<size_t>(map.inputChannels);
+        from += static_cast<ptrdiff_t>(sizeof(float)) * map.inputStep;
     }
-    return bulk;
+    return count;
 #endif
 }
 
@@ -61,6 +62,8 @@ namespace
 
 HWY_EXPORT(shufflePixels);
 
+constexpr int64_t s_reach = 3;
+
 template <int outputChannels>
 void mapFloats(float* output, const float* input, int64_t count, const ChannelMap& map)
 {
@@ -71,7 +74,7 @@ void mapFloats(float* output, const float* input, int64_t count, const ChannelMa
         from[k] = std::max(map.source[k], 0);
         mask[k] = map.source[k] == ChannelMap::zero ? 0 : ~uint32_t{0};
     }
-    for (int64_t i = 0; i < count; ++i, input += map.inputChannels, output += outputChannels)
+    for (int64_t i = 0; i < count; ++i, input += map.inputStep, output += outputChannels)
         for (int k = 0; k < outputChannels; ++k)
             output[k] = std::bit_cast<float>(std::bit_cast<uint32_t>(input[from[k]]) & mask[k]);
 }
@@ -88,19 +91,44 @@ void moveFloats(float* output, const float* input, int64_t count, const ChannelM
         for (int k = 0; k < moveCount; ++k)
             output[local.to[k]] = values[k];
         output += local.outputChannels;
-        input += local.inputChannels;
+        input += local.inputStep;
     }
 }
 
+}
+
+ChannelMap matchChannels(uint64_t output, uint64_t input)
+{
+    ChannelMap map;
+    for (uint64_t channel = ChannelRed; channel <= ChannelAlpha; channel <<= 1)
+        if (output & channel)
+            map.source[map.outputChannels++] =
+                input & channel ? static_cast<int>(channelIndex(input, channel)) : ChannelMap::zero;
+    map.inputStep = static_cast<int>(channelCount(input));
+    return map;
 }
 
 void mapPixels(float* output, const float* input, int64_t count, const ChannelMap& map)
 {
     static constexpr decltype(&mapFloats<1>) byChannels[] = {&mapFloats<1>, &mapFloats<2>,
                                                              &mapFloats<3>, &mapFloats<4>};
-    const int64_t done = EMULSION_DISPATCH(shufflePixels)(output, input, count, map);
-    byChannels[map.outputChannels - 1](output + done * map.outputChannels,
-                                       input + done * map.inputChannels, count - done, map);
+    if (map.isIdentity())
+    {
+        std::memmove(output, input, sizeof(float) * static_cast<size_t>(count * map.inputStep));
+        return;
+    }
+    const auto mapSlowly = byChannels[map.outputChannels - 1];
+
+    // A vector reaches up to three floats, and so at most three pixels, beyond its own: of the
+    // output at the end of the run, of the input at its end in memory, which is the beginning
+    // backwards.
+    const int64_t first = map.inputStep < 0 ? std::min<int64_t>(count, s_reach) : 0;
+    mapSlowly(output, input, first, map);
+    const int64_t bulk = std::max<int64_t>(count - first - s_reach, 0);
+    const int64_t done =
+        first + EMULSION_DISPATCH(shufflePixels)(output + first * map.outputChannels,
+                                                 input + first * map.inputStep, bulk, map);
+    mapSlowly(output + done * map.outputChannels, input + done * map.inputStep, count - done, map);
 }
 
 void moveChannels(float* output, const float* input, int64_t count, const ChannelMoves& moves)

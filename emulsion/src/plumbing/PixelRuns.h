@@ -13,19 +13,32 @@ struct ChannelMap
     static constexpr int zero = -1;
 
     int outputChannels = 0; ///< floats in an output pixel, 1 to 4
-    int inputChannels = 0;  ///< floats in an input pixel, 1 to 4
+    int inputStep = 0;      ///< floats to the next input pixel, 1 to 4, or -1 to -4 to go backwards
     int source[4] = {};     ///< for each output float, a float of the input pixel or `zero`
+
+    /// True when the run is a plain copy of memory.
+    bool isIdentity() const
+    {
+        for (int k = 0; k < outputChannels; ++k)
+            if (source[k] != k)
+                return false;
+        return inputStep == outputChannels;
+    }
 };
 
-/// Writes `count` pixels. Input and output must not overlap: a store may reach into the next pixel
-/// of the run, which is written after it.
+/// Channels matched by name, forwards.
+ChannelMap matchChannels(uint64_t output, uint64_t input);
+
+/// Writes `count` pixels; going backwards, `input` is the last one of the run in memory. Input and
+/// output must not overlap, unless the map is the identity: a store may reach into the next pixel,
+/// which is written after it.
 void mapPixels(float* output, const float* input, int64_t count, const ChannelMap& map);
 
 /// Single floats of a pixel that go to floats of another; the rest of the output pixel stays.
 struct ChannelMoves
 {
     int outputChannels = 0; ///< floats in an output pixel, 1 to 4
-    int inputChannels = 0;  ///< floats in an input pixel; 0 reads one pixel again and again
+    int inputStep = 0;      ///< floats to the next input pixel; 0 reads one pixel again and again
     int count = 0;          ///< of moves, 0 to 4
     int to[4] = {};
     int from[4] = {};

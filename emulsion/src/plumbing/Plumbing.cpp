@@ -69,7 +69,7 @@ ChannelMoves pairChannels(uint64_t output, uint64_t input, uint64_t outputMask, 
     const bool oneToOne = channelCount(outputMask) == channelCount(inputMask);
     ChannelMoves moves;
     moves.outputChannels = static_cast<int>(channelCount(output));
-    moves.inputChannels = static_cast<int>(channelCount(input));
+    moves.inputStep = static_cast<int>(channelCount(input));
     forEachChannel(outputMask, [&](uint64_t to) {
         const uint64_t from = inputMask & -inputMask; // the lowest bit
         if (from & input && to & output)
@@ -83,7 +83,7 @@ ChannelMoves pairChannels(uint64_t output, uint64_t input, uint64_t outputMask, 
 // The same for moves that leave no channel of the output out.
 ChannelMap mapOf(const ChannelMoves& moves)
 {
-    ChannelMap map{moves.outputChannels, moves.inputChannels, {}};
+    ChannelMap map{moves.outputChannels, moves.inputStep, {}};
     for (int k = 0; k < moves.count; ++k)
         map.source[moves.to[k]] = moves.from[k];
     return map;
@@ -110,7 +110,7 @@ void FillChannels(const Image* image, unsigned long mask, const float* rgba)
     if ((image->channels & ~mask) == 0)
         return Fill(image, rgba);
     ChannelMoves moves = pairChannels(image->channels, 15, mask, mask);
-    moves.inputChannels = 0;
+    moves.inputStep = 0;
     forEachRun(*image, image->bounds,
                [&](float* run, int64_t count) { moveChannels(run, rgba, count, moves); });
 }
