@@ -16,6 +16,7 @@
 #include "QUILT/Export.h"
 #include "QUILT/ImageBuffer.h"
 #include "QUILT/RefPtr.h"
+#include "QUILT/TileID.h"
 #include "UTIL/Rect.h"
 #include "UTIL/Region.h"
 
@@ -113,7 +114,25 @@ public:
     /// its pixels. To be called before the description.
     void ignoreInputCacheID(unsigned long inputID);
 
+    /// A full-frame task renders its whole required area in one piece; with
+    /// `wrapInputImagesIfBackground` it then gets a filled image for an input without data.
+    void setRenderFullFrame(bool fullFrame, bool wrapInputImagesIfBackground);
+    void setRenderLocalLocking(bool localLocking); ///< true: delayed locking
+    void setWrapInputImagesIfBackground(bool wrap);
+
     // For use inside the operations above
+
+    /// Requests `channels` of an input, which is its background colour outside its data region.
+    void addInputRequest(unsigned long inputID, unsigned long channels);
+
+    /// Requests `channels` of an input that goes on beyond its edge.
+    ///
+    /// \param extendWithOverscan  true: the edge is that of the data; false: data beyond
+    ///                            `inputDisplayRect` is not read, its edge is the edge
+    /// \param inputDisplayRect    not null unless the method is ExtendNone
+    void addInputRequest(unsigned long inputID, unsigned long channels,
+                         EMULSION::ExtendMethod extendMethod, bool extendWithOverscan,
+                         const UTIL::Rect& inputDisplayRect);
 
     unsigned long getInputTaskCount() const;
     unsigned long getDefinedInputChannels(unsigned long inputID);
@@ -122,6 +141,9 @@ public:
     const Imath::Color4<float>& getInputBackgroundColor(unsigned long inputID);
 
     unsigned long getRequiredOutputChannels() const; ///< what the consumers want of this task
+
+    /// The channels of this task's request on that input. The input must have a request.
+    unsigned long getRequiredInputChannels(long inputID) const;
 
     // For the caller and the engine
 
@@ -134,6 +156,9 @@ public:
     /// are equal. Describes the task if needed.
     const std::string& getCacheID();
 
+    /// The caller's ID of this output task; no other task may consume it.
+    unsigned long getFinalRenderTaskID();
+
     /// Whether finished tiles of this task are offered to the cache. True unless told otherwise.
     void setCaching(bool caching);
     bool getCaching();
@@ -143,6 +168,21 @@ public:
     void setProbabilityBeingEdited(float probability);
     float getProbabilityIsNeeded() const;
 
+    int getTileWidth() const;  ///< -1 for a full-frame task, otherwise the global tile width
+    int getTileHeight() const; ///< the same for the height
+    bool isRenderTiled();
+
+    /// The tiles of this task's grid that touch the area, in the order of TileID; gives their
+    /// number.
+    size_t convertToTileIDs(const UTIL::Rect& area, std::vector<TileID>& tileIDs) const;
+    size_t convertToTileIDs(const UTIL::Region& area, std::vector<TileID>& tileIDs) const;
+
+    /// The engine's ways into computeRequiredInputRectangles and renderRect.
+    void computeRequiredInputRects(const UTIL::Rect& outputRect,
+                                   std::vector<UTIL::Rect>& inputRects);
+    void render(const EMULSION::Image* output, std::vector<ImageBuffer>& inputs);
+    void callRenderRect(const EMULSION::Image* output, std::vector<ImageBuffer>& inputs);
+
     void outputCachingInfo(std::ostream& stream) const;
     void getAllInputRenderTasks(std::vector<ref_ptr<RenderTask>>& tasks); ///< leaves it as it was
 
@@ -150,6 +190,9 @@ public:
 
 private:
     friend class Private::RenderTask_Imp;
+
+    void renderFullFrame(const EMULSION::Image* output, std::vector<ImageBuffer>& inputs);
+    void wrapMissingInputs(std::vector<ImageBuffer>& inputs);
 
     const std::unique_ptr<Private::RenderTask_Imp> m_imp;
 };

@@ -4,14 +4,23 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <mutex>
+#include <span>
 #include <string>
 #include <vector>
 
+#include <EMULSION/Extend.h>
 #include <ImathColor.h>
 
+#include "InputRequest.h"
 #include "LivingCounts.h"
+#include "QUILT/ImageBuffer.h"
 #include "QUILT/RefPtr.h"
+#include "QUILT/RenderObserver.h"
 #include "QUILT/RenderTask.h"
+#include "QUILT/TileID.h"
+#include "Tile.h"
+#include "TileMap.h"
 #include "UTIL/Rect.h"
 #include "UTIL/Region.h"
 
@@ -53,6 +62,9 @@ public:
 
     size_t registerInputTask(ref_ptr<RenderTask> inputTask);
     void ignoreInputCacheID(size_t inputID) { m_ignoredInputCacheIDs.push_back(inputID); }
+    void addInputRequest(unsigned long inputID, unsigned long channels,
+                         EMULSION::ExtendMethod extendMethod, bool extendWithOverscan,
+                         const UTIL::Rect& inputDisplayRect);
     const std::vector<ref_ptr<RenderTask>>& inputTasks() const { return m_inputTasks; }
 
     unsigned long getDefinedInputChannels(size_t inputID) const;
@@ -60,6 +72,7 @@ public:
     const std::string& getInputCacheID(size_t inputID) const;
     const Imath::Color4<float>& getInputBackgroundColor(size_t inputID) const;
     unsigned long getRequiredOutputChannels() const { return m_requiredChannels; }
+    unsigned long getRequiredInputChannels(long whichInput) const;
 
     // Description
 
@@ -74,6 +87,67 @@ public:
     /// Empties the map of all tasks that were registered as inputs, by their identity.
     static void clearRenderTaskCache();
 
+    // Tiles. The grid is that of the global tile size, or one tile for a full-frame task.
+
+    int getTileWidth() const;
+    int getTileHeight() const;
+
+    /// Throws RenderTaskRenderingException when the area lies beyond what tiles can name.
+    size_t convertToTileIDs(const UTIL::Rect& area, std::vector<TileID>& tileIDs) const;
+    size_t convertToTileIDs(const UTIL::Region& area, std::vector<TileID>& tileIDs) const;
+
+    /// The image of a finished tile; the tile must exist.
+    ImageBuffer getTileImage(const TileID& id);
+    void removeTile(const Tile& tile);
+
+    // Set-up of a render: runs on one thread before any tile renders.
+
+    /// From a list of outputs to the tiles that the render needs.
+    ///
+    /// Fills `readyTiles` with those that can start at once, in the stage InRenderQueue, and
+    /// `finalTiles` with one entry for each output tile. Gives the number of tiles in all. Undoes
+    /// nothing when it throws: the graph is then of no further use.
+    static size_t setUpRender(const std::vector<RenderDescription>& outputs,
+                              std::vector<ref_ptr<Tile>>& readyTiles,
+                              std::vector<FinalTile>& finalTiles);
+
+    size_t getOutputTaskCount() const { return m_outputTaskCount; }
+    size_t getFinalRenderTaskID() const;
+
+    // Rendering, on many threads at once
+
+    /// Renders one tile; true when it was the last of this task.
+    bool renderTile(const EMULSION::Image* tileImage,
+                    std::span<const UTIL::Rect> requiredInputRects);
+
+    /// Counts a tile that did not have to be rendered; true when it was the last.
+    bool countFinishedTile();
+
+    /// Enters the seconds of a tile into the running average, and gives that.
+    float addTileTime(float seconds);
+
+    // Full frame and locking
+
+    struct Switches
+    {
+        bool renderFullFrame = false;
+        bool renderLocalLocking = false;
+        bool wrapInputImagesIfBackground = false;
+    };
+
+    Switches m_switches;
+
+    /// What a full-frame task keeps of its one piece.
+    struct FullFrame
+    {
+        std::mutex lock; // guards the rest; pieces of the one tile come one after the other
+        std::vector<UTIL::Rect> requiredInputRectangles;
+        UTIL::Rect requiredOutputRect;
+        ImageBuffer outputBuffer;
+    };
+
+    FullFrame m_fullFrame;
+
     // Caching and the history of edits
 
     void setCaching(bool caching) { m_caching = caching; }
@@ -86,10 +160,28 @@ public:
     float getProbabilityIsNeeded() const { return m_probabilityIsNeeded; }
 
 private:
+    bool hasNoTiles();
     void releaseInputTasks();
     RenderTask_Imp& inputImp(size_t inputID) const;
     void computeOutputDescription();
     UTIL::Region computeOutputDataRegion();
+
+    void countConsumers();
+    void collapse();
+    static void mergeRuns(const std::vector<RenderTask_Imp*>& chain);
+    void describeAsOutput(const RenderDescription& output);
+    void makeOutputTiles(const UTIL::Region& region, std::vector<FinalTile>& finalTiles);
+    static size_t setUpInputRequests(const std::vector<RenderDescription>& outputs,
+                                     std::vector<ref_ptr<Tile>>& readyTiles);
+    size_t setUpTilesAndRequests(std::vector<ref_ptr<Tile>>& readyTiles);
+    void setUpTileInputs(Tile& tile);
+    ref_ptr<Tile> getOrCreateTile(const TileID& id);
+    void addOutputTile(const UTIL::Rect& area, Tile* consumer);
+
+    void ensurePreRendered();
+    std::vector<ImageBuffer> prepareInputImages(std::span<const UTIL::Rect> requiredInputRects);
+    void renderPieces(const EMULSION::Image* tileImage, std::vector<ImageBuffer>& inputs);
+    bool noteFinishedTile();
 
     RenderTask* const m_parentTask;
     const std::string m_name;
@@ -98,6 +190,7 @@ private:
 
     std::atomic<RenderStage> m_renderStage{RENDERSTAGE_Init};
     std::vector<ref_ptr<RenderTask>> m_inputTasks;
+    std::vector<std::unique_ptr<InputRequest>> m_inputRequests; // as long as m_inputTasks
 
     // The description, fixed once it has been computed.
     unsigned long m_definedChannels = 0;
@@ -107,7 +200,34 @@ private:
     std::string m_nodeID;  // of this task alone
     std::vector<size_t> m_ignoredInputCacheIDs;
 
+    // The render
+    size_t m_outputTaskCount = 0; // edges by which other tasks consume this one
+    size_t m_finishedConsumerCount = 0;
+    bool m_outputsCounted = false;
+    bool m_collapseVisited = false;
+    size_t m_finalRenderTaskID = 0;       // of an output task
     unsigned long m_requiredChannels = 0; // what the consumers want
+
+    std::recursive_mutex m_tileMapMutex; // guards the next one; tiles leave it on any thread
+    TileMap m_tileMap;
+    std::vector<ref_ptr<Tile>> m_outputTiles; // of an output task: keeps the final tiles alive
+    size_t m_tileCount = 0;
+
+    enum PreRenderState
+    {
+        NotRun,
+        Done,
+        Failed
+    };
+
+    std::recursive_mutex m_renderMutex; // guards the next two, and preRender and postRender
+    size_t m_finishedTileCount = 0;
+    PreRenderState m_preRenderState = NotRun;
+    std::atomic<bool> m_cancelled{false}; // set when the task dies before it was rendered
+
+    std::mutex m_tileTimeMutex; // a leaf lock: guards the next two
+    float m_tileTimeSum = 0.0f;
+    uint32_t m_tileTimeCount = 0;
 
     bool m_caching = true;
     bool m_diskCacheEnabled = false;

@@ -1,8 +1,11 @@
 #include "private/RenderTask_Imp.h"
 
 #include <algorithm>
+#include <chrono>
+#include <iostream>
 #include <iterator>
 #include <map>
+#include <thread>
 
 #include <EMULSION/Channels.h>
 
@@ -38,9 +41,26 @@ RenderTask_Imp::RenderTask_Imp(RenderTask* parentTask, const std::string& name, 
     : m_parentTask(parentTask), m_name(name), m_nameAtTime(nameAtTime(name, time)), m_time(time)
 {}
 
+// Final tiles go first, and with them all tiles that wait; those that a job holds are waited for.
+// Jobs keep the graph of their render alive, so there is nothing to wait for unless a task is
+// destroyed by other hands.
 RenderTask_Imp::~RenderTask_Imp()
 {
+    m_outputTiles.clear();
+    {
+        const std::lock_guard lock(m_renderMutex);
+        if (m_preRenderState != Done)
+            m_cancelled = true;
+    }
+    while (!hasNoTiles() && !RenderManager::CheckAbort())
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
     releaseInputTasks();
+}
+
+bool RenderTask_Imp::hasNoTiles()
+{
+    const std::lock_guard lock(m_tileMapMutex);
+    return m_tileMap.empty();
 }
 
 // A chain of a hundred thousand tasks must not take as many stack frames to go: the first task
@@ -77,6 +97,7 @@ size_t RenderTask_Imp::registerInputTask(ref_ptr<RenderTask> inputTask)
 
     const auto [known, isNew] = renderTaskCache().try_emplace(inputTask->getCacheID(), inputTask);
     m_inputTasks.push_back(known->second);
+    m_inputRequests.emplace_back();
     return m_inputTasks.size() - 1;
 }
 
@@ -85,6 +106,34 @@ void RenderTask_Imp::clearRenderTaskCache()
     // The tasks go when the map is empty already: a task's end may lead back here.
     std::map<std::string, ref_ptr<RenderTask>> tasks;
     tasks.swap(renderTaskCache());
+}
+
+void RenderTask_Imp::addInputRequest(unsigned long inputID, unsigned long channels,
+                                     EMULSION::ExtendMethod extendMethod, bool extendWithOverscan,
+                                     const UTIL::Rect& inputDisplayRect)
+{
+    const char* const maskName = EMULSION::GetChannelMaskName(channels);
+    RenderManager::debugStream() << m_name << " Request: " << inputID
+                                 << " Channels: " << (maskName ? maskName : "invalid")
+                                 << " ExtendMethod: " << static_cast<int>(extendMethod)
+                                 << " ExtendWithOverscan: " << extendWithOverscan
+                                 << " Rect: " << inputDisplayRect << '\n';
+
+    QUILT_ASSERT_TEXT(inputID < m_inputRequests.size(),
+                      "inputID >= 0 && inputID < m_inputRequests.size()");
+    if (m_inputRequests[inputID])
+        std::cerr << "Render task already registered at inputID " << inputID << " of renderTask "
+                  << m_name << std::endl;
+    QUILT_ASSERT_TEXT(!m_inputRequests[inputID], "m_inputRequests.is_null(inputID)");
+    if (extendMethod != EMULSION::ExtendNone)
+        QUILT_ASSERT(!inputDisplayRect.isNull());
+
+    RenderTask_Imp& input = of(*m_inputTasks[inputID]);
+    const unsigned long wanted = EMULSION::ValidateChannelMask(channels);
+    m_inputRequests[inputID].reset(
+        makeInputRequest(&input, wanted, extendMethod, extendWithOverscan, inputDisplayRect));
+    input.m_requiredChannels = EMULSION::ValidateChannelMask((input.m_requiredChannels | wanted) &
+                                                             input.m_definedChannels);
 }
 
 RenderTask_Imp& RenderTask_Imp::inputImp(size_t inputID) const
@@ -113,6 +162,16 @@ const std::string& RenderTask_Imp::getInputCacheID(size_t inputID) const
 const Imath::Color4<float>& RenderTask_Imp::getInputBackgroundColor(size_t inputID) const
 {
     return inputImp(inputID).m_backgroundColor;
+}
+
+unsigned long RenderTask_Imp::getRequiredInputChannels(long whichInput) const
+{
+    QUILT_ASSERT_TEXT(
+        whichInput >= 0 && whichInput < static_cast<int64_t>(m_inputRequests.size()),
+        "whichInput >=0 && whichInput < static_cast<int64_t>(m_inputRequests.size())");
+    QUILT_ASSERT_TEXT(m_inputRequests[static_cast<std::size_t>(whichInput)],
+                      "!m_inputRequests.is_null(static_cast<std::size_t>(whichInput))");
+    return m_inputRequests[static_cast<std::size_t>(whichInput)]->getChannels();
 }
 
 void RenderTask_Imp::describe()

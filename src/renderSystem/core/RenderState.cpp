@@ -1,0 +1,143 @@
+#include <algorithm>
+#include <utility>
+
+#include <EMULSION/Error.h>
+
+#include "private/RenderController.h"
+#include "private/RenderTask_Imp.h"
+#include "QUILT/Exceptions.h"
+
+// How the tiles of one render reach the threads.
+
+namespace QUILT::Private
+{
+
+namespace
+{
+
+// In streaming order so many tiles are in flight for each thread: enough that no thread waits for
+// the next one, and few enough that a picture of any size passes through in little memory.
+constexpr size_t s_tilesInFlightPerThread = 2;
+
+std::atomic<RenderManager::TileOrder> s_tileOrder{RenderManager::TileOrder::Waves};
+
+// Renders one tile and submits the tiles that wait for nothing else.
+class TileJob final : public Util::Job
+{
+public:
+    TileJob(std::shared_ptr<RenderState> state, ref_ptr<Tile> tile)
+        : m_state(std::move(state)), m_tile(std::move(tile))
+    {}
+
+    void run() override
+    {
+        try
+        {
+            RenderManager::SetCancelChecker(new RenderController::CancelChecker(m_state.get()));
+            std::vector<ref_ptr<Tile>> readyTiles;
+            m_tile->render(m_state->observer(), readyTiles);
+            CheckError();
+            m_state->submitTiles(readyTiles);
+        }
+        catch (...)
+        {
+            m_state->controller().tileFailed(*m_state, m_tile->task().getName());
+        }
+        RenderManager::SetCancelChecker(nullptr);
+
+        // The tile goes first, and the graph, which the state keeps, last.
+        m_tile = nullptr;
+        m_state->jobFinished();
+        m_state = nullptr;
+    }
+
+private:
+    std::shared_ptr<RenderState> m_state;
+    ref_ptr<Tile> m_tile;
+};
+
+}
+
+void setTileOrder(RenderManager::TileOrder order)
+{
+    s_tileOrder = order;
+}
+
+RenderManager::TileOrder tileOrder()
+{
+    return s_tileOrder;
+}
+
+RenderState::RenderState(RenderController* controller, std::vector<RenderDescription> descriptions,
+                         ref_ptr<RenderObserver> observer)
+    : m_controller(controller), m_descriptions(std::move(descriptions)),
+      m_observer(std::move(observer))
+{}
+
+void RenderState::submitFirstTiles(std::vector<ref_ptr<Tile>>& tiles)
+{
+    if (tileOrder() == RenderManager::TileOrder::Waves)
+    {
+        submitTiles(tiles);
+        return;
+    }
+    m_backlog = std::move(tiles);
+    std::ranges::stable_sort(m_backlog, {},
+                             [](const ref_ptr<Tile>& tile) { return tile->getFirstFinalTile(); });
+    m_window = s_tilesInFlightPerThread * Util::JobMgr::instance()->getThreadCount();
+    // In flight itself while it submits, so that a tile that ends at once does not end the wait.
+    ++m_jobs;
+    jobFinished();
+}
+
+void RenderState::submitTiles(const std::vector<ref_ptr<Tile>>& tiles)
+{
+    for (const ref_ptr<Tile>& tile : tiles)
+    {
+        if (m_cancelled)
+            return;
+        submitTile(tile);
+    }
+}
+
+void RenderState::submitTile(const ref_ptr<Tile>& tile)
+{
+    const Util::RcPtr<Util::Job> job(new TileJob(shared_from_this(), tile));
+    ++m_jobs;
+    try
+    {
+        Util::JobMgr::instance()->queueJob(job);
+    }
+    catch (...)
+    {
+        --m_jobs;
+        throw;
+    }
+}
+
+// The one that ends makes room for tiles from the backlog before it leaves, so the render cannot
+// seem idle while tiles are left.
+void RenderState::jobFinished()
+{
+    while (m_jobs <= m_window && m_nextOfBacklog < m_backlog.size() && !m_cancelled)
+    {
+        const size_t next = m_nextOfBacklog++;
+        if (next < m_backlog.size())
+            submitFromBacklog(std::exchange(m_backlog[next], nullptr));
+    }
+    --m_jobs;
+}
+
+void RenderState::submitFromBacklog(const ref_ptr<Tile>& tile)
+{
+    try
+    {
+        submitTile(tile);
+    }
+    catch (...)
+    {
+        m_controller->tileFailed(*this, tile->task().getName());
+    }
+}
+
+}

@@ -1,0 +1,61 @@
+#include <QUILT/CompositeTasks.h>
+#include <QUILT/ProceduralTasks.h>
+
+#include <gtest/gtest.h>
+
+#include "private/LivingCounts.h"
+#include "support/Render.h"
+#include "support/Tasks.h"
+
+using namespace QUILT;
+using namespace QUILT::Test;
+using UTIL::Rect;
+
+namespace
+{
+
+class RenderTest : public testing::Test
+{
+protected:
+    RenderTest()
+    {
+        RenderManager::SetPollPeriod(1000);
+        RenderManager::setGlobalTileSize(16, 16);
+    }
+    ~RenderTest() override { RenderManager::ClearRenderTaskCache(); }
+};
+
+}
+
+TEST_F(RenderTest, GivesEveryPixelOnce)
+{
+    const ref_ptr<RenderTask> pattern(
+        new PatternTask("pattern", {Rect(-20, 3, 40, 50), 11, {1, 2, 3, 4}, 5}));
+    const Picture picture = render(pattern, Rect(-30, 0, 30, 60));
+    for (int64_t y = 0; y < 60; ++y)
+    {
+        for (int64_t x = -30; x < 30; ++x)
+        {
+            const bool inside = x >= -20 && y >= 3 && y < 50;
+            const float* const found = picture.at(x, y);
+            ASSERT_EQ(found[0], inside ? patternAt(x, y, 0, 5) : 1) << x << ',' << y;
+            ASSERT_EQ(found[1], inside ? patternAt(x, y, 1, 5) : 2);
+            ASSERT_EQ(found[2], inside ? patternAt(x, y, 3, 5) : 4);
+        }
+    }
+}
+
+TEST_F(RenderTest, ReadsAcrossTilesAndBeyondTheData)
+{
+    const ref_ptr<RenderTask> pattern(
+        new PatternTask("pattern", {Rect(-20, 3, 40, 50), 1, {9, 0, 0, 0}, 5}));
+    const ref_ptr<RenderTask> task(new ReachTask("reach", {7}, pattern));
+    const auto expected = [](int64_t x, int64_t y) {
+        return x >= -20 && x < 40 && y >= 3 && y < 50 ? patternAt(x, y, 0, 5) : 9;
+    };
+    const Picture picture = render(task, Rect(-40, -10, 60, 70));
+    for (int64_t y = -10; y < 70; ++y)
+        for (int64_t x = -40; x < 60; ++x)
+            ASSERT_EQ(*picture.at(x, y), expected(x, y) + expected(x + 7, y) + expected(x, y + 7))
+                << x << ',' << y;
+}
