@@ -63,7 +63,7 @@ std::vector<const PixelOperation*> pointersTo(const std::vector<PixelOperationPt
 void copy(benchmark::State& state)
 {
     const Picture from, to;
-    for (auto _ : state)
+    for ([[maybe_unused]] auto _ : state)
         std::memcpy(to.image()->pixelPtr, from.image()->pixelPtr, from.bytes());
 }
 
@@ -72,7 +72,7 @@ void runChain(benchmark::State& state, const std::vector<PixelOperationPtr>& ope
 {
     const Picture from(inputChannels), to(outputChannels);
     const std::vector<const PixelOperation*> pointers = pointersTo(operations);
-    for (auto _ : state)
+    for ([[maybe_unused]] auto _ : state)
         EMULSION::Run(to.image(), from.image(), pointers.data(), pointers.size());
 }
 
@@ -83,7 +83,7 @@ void runOneByOne(benchmark::State& state)
     const std::vector<PixelOperationPtr> operations = chainOfEight();
     const UTIL::Rect all = from.image()->bounds;
     constexpr int64_t bandHeight = 8;
-    for (auto _ : state)
+    for ([[maybe_unused]] auto _ : state)
     {
         for (int64_t y = 0; y < all.y1; y += bandHeight)
         {

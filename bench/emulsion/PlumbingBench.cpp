@@ -51,7 +51,7 @@ void runBesideCopy(benchmark::State& state, size_t bytes, const auto& work)
     const std::vector<char> from(bytes, 1);
     std::vector<char> to(bytes, 2);
     double ours = 1e9, plain = 1e9;
-    for (auto _ : state)
+    for ([[maybe_unused]] auto _ : state)
     {
         const double seconds = secondsOf(work);
         state.SetIterationTime(seconds);
@@ -130,7 +130,7 @@ void swaps(benchmark::State& state)
     SwapFile file(state);
     double written = 1e9, plainWritten = 1e9, read = 1e9, plainRead = 1e9;
     bool sound = true;
-    for (auto _ : state)
+    for ([[maybe_unused]] auto _ : state)
     {
         plainWritten = std::min(plainWritten, secondsOf([&] { sound &= file.plainWrite(); }));
         plainRead = std::min(plainRead, secondsOf([&] { sound &= file.plainRead(); }));

@@ -145,11 +145,12 @@ void fillPixels(float* output, int64_t count, int channels, const float* pixel)
     float pattern[12];
     for (int i = 0; i < 12; ++i)
         pattern[i] = pixel[i % channels];
-    static constexpr float zeros[12] = {};
+    const bool zero = std::all_of(pattern, pattern + 12,
+                                  [](float value) { return std::bit_cast<uint32_t>(value) == 0; });
 
     const int64_t floats = count * channels;
     // The C library has ways to write zeros that no loop reaches.
-    if (std::memcmp(pattern, zeros, sizeof(zeros)) == 0)
+    if (zero)
     {
         std::memset(output, 0, sizeof(float) * static_cast<size_t>(floats));
         return;

@@ -1,9 +1,5 @@
 #include "EMULSION/Plumbing.h"
 
-#include <algorithm>
-#include <cstring>
-#include <functional>
-
 #include "EMULSION/Channels.h"
 #include "EMULSION/Error.h"
 #include "plumbing/CopyOverlap.h"
