@@ -1,5 +1,6 @@
 #include <EMULSION/Color.h>
 #include <EMULSION/ColorMatrix.h>
+#include <EMULSION/Composite.h>
 #include <EMULSION/Premultiply.h>
 
 #include <cstring>
@@ -76,6 +77,15 @@ void runChain(benchmark::State& state, const std::vector<PixelOperationPtr>& ope
         EMULSION::Run(to.image(), from.image(), pointers.data(), pointers.size());
 }
 
+void mixPictures(benchmark::State& state, bool withSecond)
+{
+    const Picture first, second, to;
+    const Imath::Color4f color(0.5f, 0.5f, 0.5f, 1.0f);
+    for (auto _ : state)
+        EMULSION::Mix(to.image(), first.image(), withSecond ? second.image() : nullptr, 0.3f, color,
+                      color);
+}
+
 // The chain operation by operation over bands of rows that stay in the second-level cache.
 void runOneByOne(benchmark::State& state)
 {
@@ -114,3 +124,5 @@ BENCHMARK_CAPTURE(runChain, one_A_to_A,
     ->Unit(benchmark::kMillisecond);
 BENCHMARK_CAPTURE(runChain, eight, chainOfEight())->Unit(benchmark::kMillisecond);
 BENCHMARK(runOneByOne)->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(mixPictures, two, true)->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(mixPictures, one_and_a_color, false)->Unit(benchmark::kMillisecond);

@@ -6,8 +6,8 @@
 #include <functional>
 #include <limits>
 
+#include "emulsion/SimdScope.h"
 #include "emulsion/TestImage.h"
-#include "SimdTarget.h"
 
 using namespace EMULSION;
 using namespace EmulsionTest;
@@ -104,37 +104,10 @@ const OperationCase s_operations[] = {
 class EveryPixelOperation : public testing::TestWithParam<OperationCase>
 {};
 
-// Kernels made here use the given instruction set.
-class SimdScope
-{
-public:
-    explicit SimdScope(const std::string& name) : m_before(Private::simdTarget())
-    {
-        Private::setSimdTarget(name);
-    }
-    ~SimdScope() { Private::setSimdTarget(m_before); }
-
-private:
-    const std::string m_before;
-};
-
 float channelOf(const TestImage& image, int64_t x, int64_t y, int channel)
 {
     const int64_t place = image.find(x, y, uint64_t(1) << channel);
     return place < 0 ? 0.0f : image.floats()[static_cast<size_t>(place)];
-}
-
-// Calls visit(x, y, channel, place) for each float of the image, `place` being its index in
-// floats().
-template <class Visit>
-void forEachFloat(const TestImage& image, const Visit& visit)
-{
-    const Rect& bounds = image.image.bounds;
-    for (int64_t y = bounds.y0; y < bounds.y1; ++y)
-        for (int64_t x = bounds.x0; x < bounds.x1; ++x)
-            for (int channel = 0; channel < 4; ++channel)
-                if (const int64_t place = image.find(x, y, uint64_t(1) << channel); place >= 0)
-                    visit(x, y, channel, static_cast<size_t>(place));
 }
 
 // What the operation must leave in all of the output's block: a pixel that both images have is what
@@ -152,15 +125,6 @@ std::vector<float> expectedFloats(const TestImage& output, const TestImage& inpu
         expected[place] = Run(color, operation)[channel];
     });
     return expected;
-}
-
-// Which of two NaNs goes on where they meet is the compiler's choice.
-bool sameButForNaNs(const std::vector<float>& a, const std::vector<float>& b)
-{
-    return std::equal(a.begin(), a.end(), b.begin(), b.end(), [](float x, float y) {
-        return std::bit_cast<uint32_t>(x) == std::bit_cast<uint32_t>(y) ||
-               (std::isnan(x) && std::isnan(y));
-    });
 }
 
 Rect randomRect(Random& random)

@@ -96,6 +96,19 @@ private:
     std::vector<float> m_floats;
 };
 
+/// Calls visit(x, y, channel, place) for each float of the image, `place` being its index in
+/// floats().
+template <class Visit>
+void forEachFloat(const TestImage& image, const Visit& visit)
+{
+    const Rect& bounds = image.image.bounds;
+    for (int64_t y = bounds.y0; y < bounds.y1; ++y)
+        for (int64_t x = bounds.x0; x < bounds.x1; ++x)
+            for (int channel = 0; channel < 4; ++channel)
+                if (const int64_t place = image.find(x, y, uint64_t(1) << channel); place >= 0)
+                    visit(x, y, channel, static_cast<size_t>(place));
+}
+
 inline bool sameBits(const std::vector<float>& a, const std::vector<float>& b)
 {
     return a.size() == b.size() && std::memcmp(a.data(), b.data(), a.size() * sizeof(float)) == 0;
