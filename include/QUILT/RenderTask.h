@@ -117,6 +117,11 @@ public:
     /// A full-frame task renders its whole required area in one piece; with
     /// `wrapInputImagesIfBackground` it then gets a filled image for an input without data.
     void setRenderFullFrame(bool fullFrame, bool wrapInputImagesIfBackground);
+    /// The task has an effect outside, such as a file that it writes, and so has to render each
+    /// time: neither its tiles nor those of any task that it feeds come from the cache or go there.
+    /// To be called before the task becomes an input.
+    void setActsOutside();
+
     void setRenderLocalLocking(bool localLocking); ///< true: delayed locking
     void setWrapInputImagesIfBackground(bool wrap);
 

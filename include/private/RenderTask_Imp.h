@@ -152,6 +152,10 @@ public:
 
     void setCaching(bool caching) { m_caching = caching; }
     bool getCaching() const { return m_caching; }
+    /// This task or one that feeds it has an effect outside: it must render, whatever the cache
+    /// has.
+    void setActsOutside() { m_actsOutside = true; }
+    bool actsOutside() const { return m_actsOutside; }
     void setDiskCacheEnabled(bool enabled) { m_diskCacheEnabled = enabled; }
     void setSampleRate(float x, float y);
     float getSampleRateX() const { return m_sampleRateX; }
@@ -230,6 +234,7 @@ private:
     uint32_t m_tileTimeCount = 0;
 
     bool m_caching = true;
+    bool m_actsOutside = false;
     bool m_diskCacheEnabled = false;
     float m_sampleRateX = 1.0f;
     float m_sampleRateY = 1.0f;

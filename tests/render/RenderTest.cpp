@@ -59,3 +59,26 @@ TEST_F(RenderTest, ReadsAcrossTilesAndBeyondTheData)
             ASSERT_EQ(*picture.at(x, y), expected(x, y) + expected(x + 7, y) + expected(x, y + 7))
                 << x << ',' << y;
 }
+
+TEST_F(RenderTest, ATaskThatActsOutsideRendersEachTimeAndSoDoesWhatItFeeds)
+{
+    const auto renderedTasks = [](bool actsOutside) {
+        RenderManager::ClearRenderTaskCache();
+        const ref_ptr<RenderTask> pattern(new PatternTask("pattern", {Rect(0, 0, 16, 16), 15}));
+        const ref_ptr<RenderTask> middle(new ReachTask("middle", {0}, pattern));
+        if (actsOutside)
+            middle->setActsOutside();
+        const ref_ptr<RenderTask> end(new ReachTask("end", {0}, middle));
+        const ref_ptr<Collector> collector(new Collector);
+        RenderManager::Render({{end, Rect(0, 0, 16, 16), 0}}, collector, nullptr, false,
+                              RenderManager::RenderTypePrimary);
+        return collector->m_renderedTasks;
+    };
+    const std::vector<std::string> all{"pattern", "middle", "end"};
+    RenderManager::clearSpeculativeCache();
+    EXPECT_EQ(renderedTasks(false), all);
+    EXPECT_EQ(renderedTasks(false), std::vector<std::string>{"end"});
+    RenderManager::clearSpeculativeCache();
+    EXPECT_EQ(renderedTasks(true), all);
+    EXPECT_EQ(renderedTasks(true), all);
+}

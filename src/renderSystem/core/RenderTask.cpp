@@ -164,6 +164,11 @@ void RenderTask::setRenderFullFrame(bool fullFrame, bool wrapInputImagesIfBackgr
     m_imp->m_switches.wrapInputImagesIfBackground = wrapInputImagesIfBackground;
 }
 
+void RenderTask::setActsOutside()
+{
+    m_imp->setActsOutside();
+}
+
 void RenderTask::setRenderLocalLocking(bool localLocking)
 {
     m_imp->m_switches.renderLocalLocking = localLocking;

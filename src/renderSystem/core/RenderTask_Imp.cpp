@@ -97,6 +97,7 @@ size_t RenderTask_Imp::registerInputTask(ref_ptr<RenderTask> inputTask)
 
     const auto [known, isNew] = renderTaskCache().try_emplace(inputTask->getCacheID(), inputTask);
     m_inputTasks.push_back(known->second);
+    m_actsOutside = m_actsOutside || of(*known->second).m_actsOutside;
     m_inputRequests.emplace_back();
     return m_inputTasks.size() - 1;
 }

@@ -80,7 +80,7 @@ void Tile::enterRenderQueue()
 bool Tile::queryCache()
 {
     ImageAllocator& allocator = *ImageAllocator::instance();
-    if (!allocator.getSpeculativeCachingEnable())
+    if (!allocator.getSpeculativeCachingEnable() || m_task->actsOutside())
         return false;
     ImageBuffer image = allocator.getCachedImage(CacheKey{m_task->getCacheID(), m_id});
     if (image.isNull() || image.getChannels() != m_task->getRequiredOutputChannels())
@@ -152,7 +152,7 @@ bool Tile::renderImage(double* seconds)
 
     *seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
     const float cost = m_task->addTileTime(static_cast<float>(*seconds));
-    if (m_task->getCaching())
+    if (m_task->getCaching() && !m_task->actsOutside())
         image.getImpl()->enableCaching(m_task, m_id, cost);
     m_image = std::move(image);
     return wasLast;
