@@ -27,11 +27,9 @@ inline bool isReady(const char* function, const Image* output, const Image* firs
                     const Image* second)
 {
     if (!checkOutput(function, output) || !checkInputIfAny(function, first) ||
-        !checkInputIfAny(function, second))
+        !checkInputIfAny(function, second) || isEmpty(*output))
         return false;
-    if (!first && !second)
-        return invalidArgument(function, "both inputs are null.");
-    return !isEmpty(*output);
+    return first || second || invalidArgument(function, "both inputs are null.");
 }
 
 /// `low`, `high` and the four places between them, in order.

@@ -1,0 +1,93 @@
+#include <EMULSION/Composite.h>
+#include <QUILT/CompositeTasks.h>
+
+#include <limits>
+
+#include <gtest/gtest.h>
+
+#include "support/Render.h"
+#include "support/Tasks.h"
+
+using namespace QUILT;
+using namespace QUILT::Test;
+using Imath::Color4f;
+using UTIL::Rect;
+
+namespace
+{
+
+class MixTest : public testing::Test
+{
+protected:
+    MixTest()
+    {
+        RenderManager::SetPollPeriod(1000);
+        RenderManager::setGlobalTileSize(16, 16);
+    }
+    ~MixTest() override { RenderManager::ClearRenderTaskCache(); }
+};
+
+// What stands for the pattern at a pixel: its value or its background colour, 0 in a channel that
+// it lacks.
+Color4f colorAt(const PatternParams& params, int64_t x, int64_t y)
+{
+    const bool inside = params.region.contains(Rect(x, y, x + 1, y + 1));
+    Color4f color(0, 0, 0, 0);
+    for (int channel = 0; channel < 4; ++channel)
+    {
+        if (params.channels >> channel & 1)
+            color[channel] =
+                inside ? patternAt(x, y, channel, params.seed) : params.background[channel];
+    }
+    return color;
+}
+
+void expectMix(const PatternParams& first, const PatternParams& second)
+{
+    const ref_ptr<RenderTask> task = createMixTask("mix", 0, 0.3f, new PatternTask("first", first),
+                                                   new PatternTask("second", second));
+    const Picture picture = render(task, Rect(-20, -20, 60, 60));
+    EXPECT_EQ(picture.channels, first.channels | second.channels);
+    Picture expected(picture.bounds, picture.channels);
+    const EMULSION::Image image = expected.image();
+    for (int64_t y = -20; y < 60; ++y)
+    {
+        for (int64_t x = -20; x < 60; ++x)
+        {
+            const Color4f color = EMULSION::Mix(colorAt(first, x, y), colorAt(second, x, y), 0.3f);
+            EMULSION::SetPixel(&image, x, y, color.getValue());
+        }
+    }
+    EXPECT_EQ(difference(expected, picture), "");
+    RenderManager::ClearRenderTaskCache();
+}
+
+}
+
+TEST_F(MixTest, CountsEachSideWithWhatStandsForIt)
+{
+    const PatternParams low{Rect(-5, -5, 20, 20), 15, {1, 2, 3, 4}, 1};
+    const PatternParams high{Rect(10, 12, 50, 50), 15, {-1, 0.5f, 0, 1}, 2};
+    const PatternParams far{Rect(40, -10, 55, 0), 8, {0, 0, 0, 1}, 3};
+    const PatternParams colors{Rect(0, 0, 33, 33), 7, {0.5f, 0, 0, 1}, 4};
+    expectMix(low, high);
+    expectMix(low, far); // no tile holds both
+    expectMix(far, colors);
+    expectMix(colors, high);
+    expectMix({UTIL::Region(), 15, {1, 1, 1, 1}}, low);
+}
+
+TEST_F(MixTest, OfNothingOrAllIsOneOfItsInputs)
+{
+    const ref_ptr<RenderTask> first(new PatternTask("first", {Rect(0, 0, 9, 9)}));
+    const ref_ptr<RenderTask> second(new PatternTask("second", {Rect(0, 0, 9, 9), 15, {}, 1}));
+    const auto mix = [&](float amount) { return createMixTask("mix", 0, amount, first, second); };
+    const float nan = std::numeric_limits<float>::quiet_NaN();
+    EXPECT_EQ(mix(0), first);
+    EXPECT_EQ(mix(-1), first);
+    EXPECT_EQ(mix(nan), first);
+    EXPECT_EQ(mix(1), second);
+    EXPECT_EQ(mix(2), second);
+    EXPECT_EQ(mix(0.5f)->getCacheID(), compressCacheID("Mix {0.5," + first->getCacheID() + "," +
+                                                       second->getCacheID() + ",}"));
+}
