@@ -14,17 +14,6 @@
 
 #include "support/Random.h"
 
-namespace UTIL
-{
-
-// Rect's own stream operator is not in the library under test.
-inline void PrintTo(const Rect& r, std::ostream* stream)
-{
-    *stream << '(' << r.x0 << ',' << r.y0 << ',' << r.x1 << ',' << r.y1 << ')';
-}
-
-}
-
 namespace EMULSION
 {
 
