@@ -1,0 +1,189 @@
+// Whole renders of a 4096x2160 RGBA picture: what a second thread gains, and what a chain of
+// operations costs against a plain copy. Each benchmark measures both sides in turn and gives the
+// ratio of their least times, which other work on the machine disturbs least.
+
+#include <algorithm>
+#include <ctime>
+#include <limits>
+
+#include <benchmark/benchmark.h>
+#include <EMULSION/Color.h>
+#include <EMULSION/ColorMatrix.h>
+#include <EMULSION/Plumbing.h>
+#include <EMULSION/Premultiply.h>
+#include <QUILT/CompositeTasks.h>
+
+#include "Graphs.h"
+#include "private/InPlaceTask.h"
+
+using namespace QUILT;
+using namespace QUILT::Bench;
+using EMULSION::PixelOperationPtr;
+
+namespace
+{
+
+const UTIL::Rect s_frame(0, 0, 4096, 2160);
+
+// A picture that is in memory already, as a caller's own may be.
+class PictureTask final : public Private::ProceduralTask
+{
+public:
+    PictureTask() : ProceduralTask("picture", 0, s_frame) {}
+
+    std::string getType() const override { return "Picture"; }
+
+    using RenderTask::renderRect;
+    void renderRect(const EMULSION::Image* output,
+                    const std::vector<const EMULSION::Image*>&) override
+    {
+        static const EMULSION::Image s_picture = makePicture();
+        EMULSION::Copy(output, &s_picture);
+    }
+
+private:
+    static EMULSION::Image makePicture()
+    {
+        const auto floats = static_cast<uint64_t>(s_frame.width() * s_frame.height()) * 4;
+        static std::vector<float> s_pixels(floats, 0.25f);
+        return {15, 15, s_frame, static_cast<uint64_t>(s_frame.width()) * 16, s_pixels.data()};
+    }
+};
+
+class PixelOp final : public Private::InPlaceOp
+{
+public:
+    explicit PixelOp(PixelOperationPtr operation) : m_operation(std::move(operation)) {}
+
+    void computeCacheID(CacheIDStream& stream) override { stream << this; }
+    void apply(const EMULSION::Image* output, const EMULSION::Image* input) override
+    {
+        EMULSION::Run(output, input, *m_operation);
+    }
+    std::string getName() const override { return m_operation->getName(); }
+    Imath::Color4f computeBackgroundColor(const Imath::Color4f& input) override
+    {
+        return EMULSION::Run(input, *m_operation);
+    }
+    PixelOperationPtr getPixelOperation() const override { return m_operation; }
+
+private:
+    const PixelOperationPtr m_operation;
+};
+
+std::vector<PixelOperationPtr> eightOperations()
+{
+    const Imath::Color4f contrast(1.1f, 1.2f, 1.3f, 1.0f), pivot(0.18f, 0.18f, 0.18f, 0.0f);
+    const Imath::Color4f low(0, 0, 0, 0), high(2, 2, 2, 1);
+    const float gain[20] = {1.1f, 0, 0, 0, 0, 0, 0.9f, 0, 0, 0, 0, 0, 1.2f, 0, 0, 0, 0, 0, 1, 0};
+    const float mix[20] = {0.8f, 0.1f, 0.1f, 0, 0, 0.1f, 0.8f, 0.1f, 0, 0,
+                           0.1f, 0.1f, 0.8f, 0, 0, 0,    0,    0,    1, 0};
+    return {EMULSION::makeUnpremultiplyOperation(),
+            EMULSION::makeContrastOperation(contrast, pivot),
+            EMULSION::makeColorMatrixOperation(gain),
+            EMULSION::makeClampOperation(low, high, true, true),
+            EMULSION::makeColorMatrixOperation(mix),
+            EMULSION::makeContrastOperation(pivot, contrast),
+            EMULSION::makeThresholdOperation(low, true, high, false, high),
+            EMULSION::makePremultiplyOperation()};
+}
+
+ref_ptr<RenderTask> picture()
+{
+    return ref_ptr<RenderTask>(new PictureTask);
+}
+
+ref_ptr<RenderTask> copy()
+{
+    return createCopyTask("copy", 0, picture());
+}
+
+// The eight operations so many times over, as tasks that collapse into one.
+ref_ptr<RenderTask> chain(int times)
+{
+    ref_ptr<RenderTask> task = picture();
+    for (int i = 0; i < times; ++i)
+    {
+        for (const PixelOperationPtr& operation : eightOperations())
+            task = Private::createInPlaceTask(new PixelOp(operation), "op", task, 0);
+    }
+    return task;
+}
+
+double now(clockid_t clock)
+{
+    timespec time;
+    clock_gettime(clock, &time);
+    return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_nsec) * 1e-9;
+}
+
+// The least time that a render has taken, in seconds.
+class LeastTime
+{
+public:
+    explicit LeastTime(clockid_t clock) : m_clock(clock) {}
+
+    void measure(const ref_ptr<RenderTask>& graph)
+    {
+        RenderManager::ClearRenderTaskCache();
+        const double start = now(m_clock);
+        render(graph);
+        m_least = std::min(m_least, now(m_clock) - start);
+    }
+    double seconds() const { return m_least; }
+
+private:
+    const clockid_t m_clock;
+    double m_least = std::numeric_limits<double>::infinity();
+};
+
+// 320 operations a pixel: nothing but arithmetic matters.
+void secondThread(benchmark::State& state, RenderManager::TileOrder order)
+{
+    LeastTime one(CLOCK_MONOTONIC), two(CLOCK_MONOTONIC);
+    for ([[maybe_unused]] auto _ : state)
+    {
+        apply({.threads = 1, .order = order, .budget = 2048});
+        one.measure(chain(40));
+        apply({.threads = 2, .order = order, .budget = 2048});
+        two.measure(chain(40));
+    }
+    state.counters["one_ms"] = 1000 * one.seconds();
+    state.counters["two_ms"] = 1000 * two.seconds();
+    state.counters["gain"] = one.seconds() / two.seconds();
+}
+
+BENCHMARK_CAPTURE(secondThread, waves, RenderManager::TileOrder::Waves)
+    ->Iterations(10)
+    ->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(secondThread, streaming, RenderManager::TileOrder::Streaming)
+    ->Iterations(10)
+    ->Unit(benchmark::kMillisecond);
+
+// Processor time with one thread.
+void chainAgainstCopy(benchmark::State& state, RenderManager::TileOrder order)
+{
+    apply({.order = order, .budget = 1024});
+    LeastTime source(CLOCK_PROCESS_CPUTIME_ID), copied(source), changed(source);
+    for ([[maybe_unused]] auto _ : state)
+    {
+        source.measure(picture());
+        copied.measure(copy());
+        changed.measure(chain(1));
+    }
+    state.counters["source_ms"] = 1000 * source.seconds();
+    state.counters["copy_ms"] = 1000 * copied.seconds();
+    state.counters["chain_ms"] = 1000 * changed.seconds();
+    state.counters["chain_to_copy"] = changed.seconds() / copied.seconds();
+    state.counters["without_source"] =
+        (changed.seconds() - source.seconds()) / (copied.seconds() - source.seconds());
+}
+
+BENCHMARK_CAPTURE(chainAgainstCopy, waves, RenderManager::TileOrder::Waves)
+    ->Iterations(20)
+    ->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(chainAgainstCopy, streaming, RenderManager::TileOrder::Streaming)
+    ->Iterations(20)
+    ->Unit(benchmark::kMillisecond);
+
+}
