@@ -81,7 +81,7 @@ void mixPictures(benchmark::State& state, bool withSecond)
 {
     const Picture first, second, to;
     const Imath::Color4f color(0.5f, 0.5f, 0.5f, 1.0f);
-    for (auto _ : state)
+    for ([[maybe_unused]] auto _ : state)
         EMULSION::Mix(to.image(), first.image(), withSecond ? second.image() : nullptr, 0.3f, color,
                       color);
 }

@@ -50,7 +50,7 @@ Pixel perChannel(const Pixel& pixel, const std::function<double(double, int)>& f
 Pixel matrixTimes(const float* m, const Pixel& pixel)
 {
     return perChannel(pixel, [&](double, int row) {
-        const float* const c = m + 5 * row;
+        const float* const c = m + ptrdiff_t(5) * row;
         return pixel[0] * c[0] + pixel[1] * c[1] + pixel[2] * c[2] + pixel[3] * c[3] + c[4];
     });
 }

@@ -89,7 +89,7 @@ public:
     explicit ColorMatrixOperation(const float* matrix)
     {
         for (int row = 0; row < 4; ++row)
-            m_rows[row] = MatrixRow(matrix + 5 * row);
+            m_rows[row] = MatrixRow(matrix + ptrdiff_t(5) * row);
     }
 
     const char* getName() const override { return "ColorMatrix"; }
