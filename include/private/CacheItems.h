@@ -63,4 +63,15 @@ void writeItems(CacheIDStream& stream, const Items&... items)
     (writeItem(stream, items), ...);
 }
 
+/// The components of colours and vectors, each as an item of its own.
+template <class... Vectors>
+void writeComponents(CacheIDStream& stream, const Vectors&... vectors)
+{
+    const auto write = [&](const auto& vector) {
+        for (unsigned int i = 0; i < vector.dimensions(); ++i)
+            writeItem(stream, vector[static_cast<int>(i)]);
+    };
+    (write(vectors), ...);
+}
+
 }

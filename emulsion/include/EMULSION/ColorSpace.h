@@ -33,4 +33,8 @@ EMULSION_API Imath::Color4f ConvertColorspaceToColorspace(const Imath::Color4f& 
                                                           const std::string& source,
                                                           const std::string& destination);
 
+/// A text that differs between configs that may convert differently, for the identity of what a
+/// conversion made. Empty, with ERROR_COLORSPACE, for a config that OpenColorIO cannot tell apart.
+EMULSION_API std::string GetColorConfigID();
+
 }

@@ -69,4 +69,17 @@ Imath::Color4f ConvertColorspaceToLinear(const Imath::Color4f& color, const std:
     });
 }
 
+std::string GetColorConfigID()
+{
+    try
+    {
+        return OCIO_NAMESPACE::GetCurrentConfig()->getCacheID();
+    }
+    catch (const std::exception& failure)
+    {
+        SetError(ERROR_COLORSPACE, std::string("GetColorConfigID: ") + failure.what());
+        return "";
+    }
+}
+
 }
