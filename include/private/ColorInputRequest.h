@@ -6,7 +6,8 @@
 namespace QUILT::Private
 {
 
-/// Outside its data region the input is its background colour.
+/// Outside its data region the input is its background colour. Inside, a channel that it lacks is
+/// 0; when it has none of those asked for, that holds without any tile of it.
 class ColorInputRequest : public InputRequest
 {
 public:
@@ -18,6 +19,8 @@ public:
 
 protected:
     ImageBuffer makeTemporary(const UTIL::Rect& rect) const;
+    bool needsTiles() const;
+    ImageBuffer getTileImage(const TileID& id) const;
 
     RenderTask_Imp* const m_inputTask;
     const unsigned long m_channels; // as asked for: perhaps more than the input defines

@@ -101,6 +101,8 @@ UTIL::Rect ExtendingInputRequest::extendRect(const UTIL::Region& data) const
 
 UTIL::Rect ExtendingInputRequest::getRequiredRect(const UTIL::Rect& rect)
 {
+    if (!needsTiles())
+        return {};
     const UTIL::Region data = usedData();
     if (data.contains(rect))
         return rect;
@@ -141,7 +143,7 @@ ImageBuffer ExtendingInputRequest::getImage(const UTIL::Rect& rect)
         EMULSION::Fill(lock.image(), m_backgroundColor.getValue());
     for (const auto& [id, tileActions] : actionsOfTiles)
     {
-        const ImageLock tile(m_inputTask->getTileImage(id));
+        const ImageLock tile(getTileImage(id));
         EMULSION::DoExtendActions(lock.image(), tile.image(), tileActions);
         CheckError();
     }

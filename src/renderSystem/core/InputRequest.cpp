@@ -32,7 +32,21 @@ ColorInputRequest::ColorInputRequest(RenderTask_Imp* inputTask, unsigned long ch
 
 UTIL::Rect ColorInputRequest::getRequiredRect(const UTIL::Rect& rect)
 {
+    if (!needsTiles())
+        return {};
     return rect.intersect(m_inputTask->getDefinedDataRegion().getBounds());
+}
+
+bool ColorInputRequest::needsTiles() const
+{
+    return (m_channels & m_inputTask->getDefinedChannels()) != 0;
+}
+
+// An image without channels stands for a tile of which nothing is needed: what is copied from it
+// becomes 0.
+ImageBuffer ColorInputRequest::getTileImage(const TileID& id) const
+{
+    return needsTiles() ? m_inputTask->getTileImage(id) : ImageBuffer(0, id.rect(), "No Tile", 0);
 }
 
 ImageBuffer ColorInputRequest::getImage(const UTIL::Rect& rect)
@@ -47,7 +61,7 @@ ImageBuffer ColorInputRequest::getImage(const UTIL::Rect& rect)
     if (m_inputTask->convertToTileIDs(rect, tileIDs) > 1)
         return assemble(rect, tileIDs);
 
-    ImageBuffer tile = m_inputTask->getTileImage(tileIDs[0]);
+    ImageBuffer tile = getTileImage(tileIDs[0]);
     if (tile.getChannels() == m_channels)
         return tile;
     ImageBuffer image(m_channels, rect, "Temporary Image From Single Tiles", 15);
@@ -74,7 +88,7 @@ ImageBuffer ColorInputRequest::assemble(const UTIL::Rect& rect,
     const ImageLock lock(image);
     for (const TileID& id : tileIDs)
     {
-        const ImageLock tile(m_inputTask->getTileImage(id));
+        const ImageLock tile(getTileImage(id));
         EMULSION::CopyInto(lock.image(), tile.image());
     }
     return image;
@@ -92,7 +106,7 @@ ImageBuffer ColorInputRequest::assembleWithBackground(const UTIL::Rect& rect,
     m_inputTask->convertToTileIDs(pieces, tileIDs);
     for (const TileID& id : tileIDs)
     {
-        const ImageLock tile(m_inputTask->getTileImage(id));
+        const ImageLock tile(getTileImage(id));
         for (const UTIL::Rect& piece : pieces.intersected(id.rect()))
         {
             EMULSION::Image view;
