@@ -1,4 +1,6 @@
+#include <algorithm>
 #include <deque>
+#include <limits>
 #include <stdexcept>
 
 #include <EMULSION/Channels.h>
@@ -244,14 +246,25 @@ size_t RenderTask_Imp::getFinalRenderTaskID() const
     return m_finalRenderTaskID;
 }
 
+namespace
+{
+
+// Tiles have sizes of 32 bits; a larger one makes no difference to a grid of 16-bit indices.
+int tileSize(long globalSize)
+{
+    return static_cast<int>(std::min<long>(globalSize, std::numeric_limits<int>::max()));
+}
+
+}
+
 int RenderTask_Imp::getTileWidth() const
 {
-    return m_switches.renderFullFrame ? -1 : static_cast<int>(RenderManager::getGlobalTileWidth());
+    return m_switches.renderFullFrame ? -1 : tileSize(RenderManager::getGlobalTileWidth());
 }
 
 int RenderTask_Imp::getTileHeight() const
 {
-    return m_switches.renderFullFrame ? -1 : static_cast<int>(RenderManager::getGlobalTileHeight());
+    return m_switches.renderFullFrame ? -1 : tileSize(RenderManager::getGlobalTileHeight());
 }
 
 namespace
