@@ -116,7 +116,9 @@ private:
     class EvictionScope;
 
     void shutDown();
-    void* reserve(int64_t size, bool isFileIn);
+    PixelBlock reserve(int64_t size, bool isFileIn, bool& wantsSlab);
+    PixelBlock allocate(std::size_t size, bool asSlab);
+    void releaseKeptMemory();
     void makeRoom(int64_t budget);
     bool SaveToDisk();
     void save(ImageBuffer::Impl* victim);

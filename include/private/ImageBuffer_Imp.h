@@ -23,6 +23,7 @@ namespace Private
 {
 class CacheData;
 class ImageAllocator;
+struct PixelSlab;
 class RenderTask_Imp;
 class SpeculativeCache;
 struct ImageTestAccess;
@@ -124,7 +125,10 @@ private:
     bool m_isEmptyImage = false;
     ref_ptr<Private::CacheData> m_cacheData; // null: not for the cache
 
-    bool m_countsAsFileIn = false; // the allocator's: what it counted for these pixels
+    // The allocator's: how it counted these pixels, and where their memory belongs.
+    bool m_countsAsFileIn = false;
+    Private::PixelSlab* m_slab = nullptr;
+
     EMULSION::Error m_damage = EMULSION::ERROR_NONE;
     std::string m_damageMessage;
 

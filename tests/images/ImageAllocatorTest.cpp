@@ -261,6 +261,46 @@ TEST_F(ImageAllocatorTest, KeptMemoryCountsAsFree)
     EXPECT_EQ(m_allocator->getKeptMemory(), 0);
 }
 
+#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
+// Sizes change from phase to phase, so that memory kept for one is in the way of the next.
+TEST_F(ImageAllocatorTest, TheProcessStaysWithinTheBudget)
+{
+    const auto resident = [] {
+        long size = 0, pages = 0;
+        std::ifstream("/proc/self/statm") >> size >> pages;
+        return pages * sysconf(_SC_PAGESIZE);
+    };
+    constexpr long budget = 64 << 20;
+    m_allocator->setMaxMemUsage(budget);
+    std::mt19937 random(7);
+    const long before = resident();
+    long most = 0;
+    for (int phase = 0; phase < 8; ++phase)
+    {
+        const int64_t sizes[] = {int64_t(65536 + 4096 * (random() % 600)),
+                                 int64_t(65536 + 4096 * (random() % 600)),
+                                 int64_t(65536 + 4096 * (random() % 1500))};
+        std::vector<ImageBuffer> images;
+        for (int step = 0; step < 100; ++step)
+        {
+            const int64_t size = sizes[random() % 3];
+            while (m_allocator->getMemUsage() + size > budget || random() % 4 == 0)
+            {
+                if (images.empty())
+                    break;
+                std::swap(images[random() % images.size()], images.back());
+                images.pop_back();
+            }
+            images.push_back(makeOf(size));
+            fill(images.back(), 1);
+            most = std::max(most, resident() - before);
+        }
+    }
+    EXPECT_LT(most, budget + budget / 4);
+    EXPECT_EQ(Access::peakDisk(*m_allocator), 0);
+}
+#endif
+
 TEST_F(ImageAllocatorTest, ReportsItsFigures)
 {
     ImageBuffer image = makeOf(2048);

@@ -107,38 +107,57 @@ void ImageAllocator::allocatePixels(ImageBuffer::Impl* image)
         return;
     const std::size_t size = image->getSize();
     const bool isFileIn = comesFromFile(*image);
-    void* block = reserve(int64_t(size), isFileIn);
+    bool wantsSlab = false;
+    PixelBlock block = reserve(int64_t(size), isFileIn, wantsSlab);
     if (!block)
-        block = PixelBlockPool::allocate(size);
-    if (!block)
-    {
-        {
-            PixelBlockPool::Surplus surplus;
-            const std::lock_guard lock(m_memMutex);
-            m_pool.trim(0, surplus);
-        }
-        block = PixelBlockPool::allocate(size);
-    }
+        block = allocate(size, wantsSlab);
     if (!block)
     {
         const std::lock_guard lock(m_memMutex);
         uncount(int64_t(size), isFileIn);
         throw std::bad_alloc();
     }
-    poison(block, size);
+    poison(block.memory, size);
     image->m_countsAsFileIn = isFileIn;
-    image->m_image.pixelPtr = static_cast<float*>(block);
+    image->m_slab = block.slab;
+    image->m_image.pixelPtr = static_cast<float*>(block.memory);
+}
+
+// Fresh memory. When the system has none, what is kept goes back to it, and it is asked once more.
+PixelBlock ImageAllocator::allocate(std::size_t size, bool asSlab)
+{
+    if (PixelSlab* const slab = asSlab ? PixelBlockPool::allocateSlab(size) : nullptr)
+    {
+        const std::lock_guard lock(m_memMutex);
+        return m_pool.adopt(slab);
+    }
+    if (const PixelBlock block = PixelBlockPool::allocate(size))
+        return block;
+    releaseKeptMemory();
+    return PixelBlockPool::allocate(size);
+}
+
+void ImageAllocator::releaseKeptMemory()
+{
+    {
+        PixelBlockPool::Surplus blocks;
+        const std::lock_guard lock(m_memMutex);
+        m_pool.trim(0, blocks);
+    }
+    PixelBlockPool::Surplus slabs;
+    const std::lock_guard lock(m_memMutex);
+    m_pool.releaseIdleSlabs(slabs);
 }
 
 // Counts the bytes first and makes room for them afterwards, so that during eviction the figures
 // hold the new image already. Returns kept memory for them when there is some.
-void* ImageAllocator::reserve(int64_t size, bool isFileIn)
+PixelBlock ImageAllocator::reserve(int64_t size, bool isFileIn, bool& wantsSlab)
 {
     PixelBlockPool::Surplus surplus;
     const std::lock_guard lock(m_memMutex);
     const int64_t budget = m_maxMemUsage;
     count(size, isFileIn);
-    void* block = m_pool.take(std::size_t(size));
+    PixelBlock block = m_pool.take(std::size_t(size));
     m_pool.trim(room(budget), surplus);
     if (m_memUsage > budget)
     {
@@ -158,6 +177,7 @@ void* ImageAllocator::reserve(int64_t size, bool isFileIn)
             block = m_pool.take(std::size_t(size)); // what has just been freed
         m_pool.trim(room(budget), surplus);
     }
+    wantsSlab = !block && m_pool.wantsSlab(std::size_t(size));
     raise(m_peakMemUsage, m_memUsage);
     return block;
 }
@@ -239,7 +259,8 @@ void ImageAllocator::freePixels(ImageBuffer::Impl* image)
     QUILT_ASSERT_TEXT(image->m_image.pixelPtr, "imagePtr->m_image.pixelPtr");
     PixelBlockPool::Surplus surplus; // leaves after the lock
     const std::unique_lock<std::mutex> lock = lockFigures();
-    void* const block = std::exchange(image->m_image.pixelPtr, nullptr);
+    const PixelBlock block{std::exchange(image->m_image.pixelPtr, nullptr),
+                           std::exchange(image->m_slab, nullptr)};
     m_pool.put(block, image->getSize(), surplus);
     uncount(int64_t(image->getSize()), image->m_countsAsFileIn);
     // What eviction frees may be just what is to be allocated; it trims at its end.
@@ -335,9 +356,7 @@ long ImageAllocator::getKeptMemory()
 void ImageAllocator::clearSpeculativeCache()
 {
     m_speculativeCache->clear();
-    PixelBlockPool::Surplus surplus;
-    const std::lock_guard lock(m_memMutex);
-    m_pool.trim(0, surplus);
+    releaseKeptMemory();
 }
 
 void ImageAllocator::printMemUsage()
@@ -426,11 +445,11 @@ void ImageAllocator::uncount(int64_t size, bool isFileIn)
     QUILT_ASSERT(m_fileInMemUsage >= 0);
 }
 
-// How much memory may be kept: what the budget leaves free, and not more than half of it.
+// How much memory may be kept: what the budget leaves free, within a limit.
 std::size_t ImageAllocator::room(int64_t budget) const
 {
     const int64_t free = budget - m_memUsage;
-    return std::size_t(std::max<int64_t>(0, std::min({free, budget / 2, m_maxKeptMemory.load()})));
+    return std::size_t(std::max<int64_t>(0, std::min(free, m_maxKeptMemory.load())));
 }
 
 // Locks m_memMutex, unless this thread is the one that evicts and so holds it already.
