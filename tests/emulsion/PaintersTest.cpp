@@ -337,6 +337,39 @@ TEST(SuperGradient, PassesThroughItsPoints)
     }
 }
 
+TEST(SuperGradient, SumsTheFunctionThatIsNamed)
+{
+    // On the corners of a square with 1 and -1 in turn, symmetry leaves one unknown weight, and
+    // nothing of a polynomial.
+    constexpr double side = 20, s = side * 96 / 64;
+    const float corners[8] = {0, 0, side, 0, side, side, 0, side};
+    const float signs[4] = {1, -1, 1, -1};
+    float colors[16];
+    for (size_t i = 0; i < 16; ++i)
+        colors[i] = signs[i / 4];
+    const std::function<double(double)> functions[] = {
+        [](double r) { return r; },
+        [](double r) { return r * r * r; },
+        [](double r) { return r > 0 ? r * r * std::log(r) : 0; },
+        [](double r) { return std::exp(-(r / s) * (r / s)); },
+        [](double r) { return std::sqrt(r * r + s * s); },
+        [](double r) { return 1 / std::sqrt(r * r + s * s); },
+    };
+    for (int type = 0; type < 6; ++type)
+    {
+        const auto& phi = functions[type];
+        const double weight = 1 / (phi(0) - 2 * phi(side) + phi(side * std::numbers::sqrt2));
+        double expected = 0;
+        for (size_t i = 0; i < 4; ++i)
+            expected += weight * signs[i] *
+                        phi(std::hypot(4.5 - corners[2 * i], 31.5 - corners[2 * i + 1]));
+        const auto square = [&](const Image* image) {
+            SuperGradient(image, 4, corners, colors, true, static_cast<UTIL::RBFType>(type), 96);
+        };
+        EXPECT_NEAR(pixelOf(4, 31, square).b, expected, 1e-6) << "type " << type;
+    }
+}
+
 TEST(SuperGradient, WeighsByDistanceOrBendsAPlate)
 {
     const float places[6] = {0.5f, 0.5f, 3.5f, 0.5f, s_nan, 0};
