@@ -105,6 +105,7 @@ public:
     {
         m_speculativeCache->updatePriorities(tasks, factor);
     }
+    bool canHitCache() const { return m_speculativeCache->canHit(); }
     ImageBuffer getCachedImage(const CacheKey& key)
     {
         return m_speculativeCache->getCachedImage(key);

@@ -94,6 +94,10 @@ public:
     /// When disabled, nothing is found or taken; the members stay until clear() or eviction.
     void setEnabled(bool enabled) { m_enabled = enabled; }
 
+    /// Whether looking for an image can find one at this moment. Takes no lock: most tiles of most
+    /// renders are made where nothing is cached, and ask for no more than this.
+    bool canHit() const { return m_enabled && m_memberCount > 0; }
+
     /// Whether an image that has lost its last owner is worth keeping: because there is room for
     /// one more of its size, or because members of lower priority are enough to make room.
     bool shouldCache(ImageBuffer::Impl* image, long memUsage, long maxMemUsage);
@@ -145,12 +149,13 @@ private:
     void remove(Member* image, const std::string& ck);
     Member* takeLowest();
 
-    std::mutex m_mutex; // guards all that follows but m_enabled
+    std::mutex m_mutex; // guards all that follows but m_enabled, and changes of m_memberCount
     std::unordered_set<Member*> _cache;
     std::unordered_map<std::string, Member*> _cacheSortedByCacheKey; // only ever searched by key
     std::map<Rank, Member*> _cacheSortedByPriority;
     std::atomic<bool> m_enabled{true};
-    int64_t m_memoryUsage = 0; // bytes of all members
+    std::atomic<std::size_t> m_memberCount{0}; // the size of _cache
+    int64_t m_memoryUsage = 0;                 // bytes of all members
     uint64_t m_hits = 0;
     uint64_t m_nextNumber = 0;
 };

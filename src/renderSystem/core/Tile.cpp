@@ -80,7 +80,7 @@ void Tile::enterRenderQueue()
 bool Tile::queryCache()
 {
     ImageAllocator& allocator = *ImageAllocator::instance();
-    if (!allocator.getSpeculativeCachingEnable() || m_task->actsOutside())
+    if (!allocator.canHitCache() || m_task->actsOutside())
         return false;
     ImageBuffer image = allocator.getCachedImage(CacheKey{m_task->getCacheID(), m_id});
     if (image.isNull() || image.getChannels() != m_task->getRequiredOutputChannels())

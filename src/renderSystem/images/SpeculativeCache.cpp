@@ -137,6 +137,7 @@ void SpeculativeCache::add(Member* image)
     try
     {
         _cache.insert(image);
+        m_memberCount = _cache.size();
         _cacheSortedByPriority.emplace(rankOf(image), image);
         _cacheSortedByCacheKey.emplace(ck, image);
     }
@@ -156,13 +157,14 @@ void SpeculativeCache::remove(Member* image, const std::string& ck)
     _cacheSortedByPriority.erase(p);
     QUILT_ASSERT(_cacheSortedByPriority.count(p) == 0);
     _cache.erase(image);
+    m_memberCount = _cache.size();
     m_memoryUsage -= int64_t(image->getSize());
     QUILT_ASSERT(m_memoryUsage >= 0);
 }
 
 ImageBuffer SpeculativeCache::getCachedImage(const CacheKey& key)
 {
-    if (!m_enabled)
+    if (!canHit())
         return {};
     const std::string ck = key.toString();
     ImageBuffer found; // outlives the lock, which its death must not meet
@@ -233,6 +235,7 @@ void SpeculativeCache::clear()
     {
         const std::lock_guard lock(m_mutex);
         members.swap(_cache);
+        m_memberCount = 0;
         _cacheSortedByCacheKey.clear();
         _cacheSortedByPriority.clear();
         m_memoryUsage = 0;
