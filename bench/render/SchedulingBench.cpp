@@ -27,11 +27,17 @@ void tiles(benchmark::State& state, Shape shape, TileOrder order, bool cache = f
 {
     constexpr int tasks = 10;
     constexpr int64_t tileSize = 4;
-    apply({.threads = 2, .order = order, .tileSize = tileSize, .cache = cache});
+    // With the cache 1 MiB, so that tiles also leave it again.
+    apply({.threads = 2,
+           .order = order,
+           .tileSize = tileSize,
+           .budget = cache ? 1u : 256u,
+           .cache = cache});
     const int64_t count = state.range(0);
     for ([[maybe_unused]] auto _ : state)
     {
         state.PauseTiming();
+        RenderManager::clearSpeculativeCache();
         ref_ptr<RenderTask> graph =
             makeIdleGraph(shape, tasks, rectOfTiles(count / tasks, tileSize));
         state.ResumeTiming();
@@ -64,10 +70,20 @@ BENCHMARK_CAPTURE(tiles, neighbourhood_waves, Shape::Neighbourhood, TileOrder::W
 BENCHMARK_CAPTURE(tiles, neighbourhood_streaming, Shape::Neighbourhood, TileOrder::Streaming)
     ->Apply(arguments);
 
-// The set-up walk of 1000 tasks over a picture of 16384x8640: 2.2 million tiles.
-void setUp(benchmark::State& state, Shape shape, int tasks)
+// What the cache of finished tiles holds when a graph is set up.
+enum class Cache
 {
-    apply({});
+    Off,
+    Empty,
+    OneTile ///< of another graph
+};
+
+// The set-up walk of 1000 tasks over a picture of 16384x8640: 2.2 million tiles.
+void setUp(benchmark::State& state, Shape shape, int tasks, Cache cache)
+{
+    apply({.cache = cache != Cache::Off});
+    if (cache == Cache::OneTile)
+        render(makeIdleGraph(shape, 2, UTIL::Rect(0, 0, 256, 256)));
     size_t count = 0;
     for ([[maybe_unused]] auto _ : state)
     {
@@ -90,8 +106,13 @@ void setUp(benchmark::State& state, Shape shape, int tasks)
                            benchmark::Counter::kIsRate | benchmark::Counter::kInvert);
 }
 
-BENCHMARK_CAPTURE(setUp, chain, Shape::Chain, 1000)->Unit(benchmark::kMillisecond);
-BENCHMARK_CAPTURE(setUp, diamond, Shape::Diamond, 1000)->Unit(benchmark::kMillisecond);
-BENCHMARK_CAPTURE(setUp, neighbourhood, Shape::Neighbourhood, 100)->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(setUp, chain, Shape::Chain, 1000, Cache::Off)->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(setUp, chain_cache_empty, Shape::Chain, 1000, Cache::Empty)
+    ->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(setUp, chain_cache_of_one_tile, Shape::Chain, 1000, Cache::OneTile)
+    ->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(setUp, diamond, Shape::Diamond, 1000, Cache::Off)->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(setUp, neighbourhood, Shape::Neighbourhood, 100, Cache::Off)
+    ->Unit(benchmark::kMillisecond);
 
 }
