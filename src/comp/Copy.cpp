@@ -1,5 +1,6 @@
 #include <EMULSION/Plumbing.h>
 
+#include "private/FirstInputTask.h"
 #include "private/Require.h"
 #include "QUILT/CompositeTasks.h"
 
@@ -9,24 +10,12 @@ namespace QUILT
 namespace
 {
 
-class CopyTask final : public RenderTask
+class CopyTask final : public Private::FirstInputTask
 {
 public:
-    using RenderTask::RenderTask;
+    using FirstInputTask::FirstInputTask;
 
     std::string getType() const override { return "Copy"; }
-    void computeCacheID(CacheIDStream&) override {}
-    unsigned long computeOutputChannels() override { return getDefinedInputChannels(0); }
-    UTIL::Region computeOutputDataRegion() override { return getDefinedInputDataRegion(0); }
-    void makeInputFormatRequests() override { addInputRequest(0, getRequiredOutputChannels()); }
-
-    void computeRequiredInputRectangles(const UTIL::Rect& outputRect,
-                                        std::vector<UTIL::Rect>& inputRects) override
-    {
-        inputRects[0] = outputRect;
-    }
-
-    using RenderTask::renderRect;
 
     void renderRect(const EMULSION::Image* output,
                     const std::vector<const EMULSION::Image*>& inputs) override

@@ -37,4 +37,9 @@ EMULSION_API Imath::Color4f ConvertColorspaceToColorspace(const Imath::Color4f& 
 /// conversion made. Empty, with ERROR_COLORSPACE, for a config that OpenColorIO cannot tell apart.
 EMULSION_API std::string GetColorConfigID();
 
+/// The colour space of the current config whose name stands in the text, such as a file's path; the
+/// rightmost where there are several. Where none does it is empty in a config with strict parsing,
+/// and the default role's otherwise.
+EMULSION_API std::string ParseColorspaceFromString(const std::string& text);
+
 }

@@ -82,4 +82,15 @@ std::string GetColorConfigID()
     }
 }
 
+std::string ParseColorspaceFromString(const std::string& text)
+{
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wdeprecated-declarations"
+    // Its successor looks at rules for file names that configs seldom have.
+    const char* const found =
+        OCIO_NAMESPACE::GetCurrentConfig()->parseColorSpaceFromString(text.c_str());
+#pragma GCC diagnostic pop
+    return found ? found : "";
+}
+
 }

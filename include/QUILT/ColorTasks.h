@@ -1,0 +1,88 @@
+#pragma once
+
+#include <string>
+
+#include <ImathColor.h>
+#include <OpenColorIO/OpenColorIO.h>
+
+#include "QUILT/Export.h"
+#include "QUILT/RefPtr.h"
+#include "QUILT/RenderTask.h"
+
+/// Colour operations: each pixel by itself. A factory is called on the thread that builds the
+/// graph; its task renders on any number of threads. Unless said otherwise, the data region is the
+/// input's, the background colour goes through the operation like a pixel, and a null input throws
+/// RenderTaskRenderingException.
+namespace QUILT
+{
+
+/// Replaces the background colour, and leaves pixels and data region alone. Its tiles are not
+/// offered to the cache.
+QUILT_API ref_ptr<RenderTask> createBackgroundColorTask(const std::string& name, float time,
+                                                        const Imath::Color4<float>& color,
+                                                        ref_ptr<RenderTask> input);
+
+// Colour spaces, by OpenColorIO. Such a task reads red, green and blue whatever is asked of it, and
+// defines alpha, 0 where the input has none. What OpenColorIO cannot do, an unknown colour space
+// for one, throws its exception when the task is described: when it becomes another task's input,
+// at its first getCacheID() or getOutputDescription(), or, as a render's output, at the set-up.
+
+/// Applies a processor. It must not be null.
+QUILT_API ref_ptr<RenderTask> createOCIOProcessorTask(const std::string& name, float time,
+                                                      OCIO_NAMESPACE::ConstProcessorRcPtr processor,
+                                                      ref_ptr<RenderTask> input);
+
+/// Applies a transform in a config and a context.
+QUILT_API ref_ptr<RenderTask> createOCIOTransformTask(const std::string& name, float time,
+                                                      OCIO_NAMESPACE::ConstConfigRcPtr config,
+                                                      OCIO_NAMESPACE::ConstContextRcPtr context,
+                                                      OCIO_NAMESPACE::ConstTransformRcPtr transform,
+                                                      OCIO_NAMESPACE::TransformDirection direction,
+                                                      ref_ptr<RenderTask> input);
+
+/// The same in the current config.
+QUILT_API ref_ptr<RenderTask> createOCIOTransformTask(const std::string& name, float time,
+                                                      OCIO_NAMESPACE::ConstTransformRcPtr transform,
+                                                      OCIO_NAMESPACE::TransformDirection direction,
+                                                      ref_ptr<RenderTask> input);
+
+/// Converts from the colour space or role `src` to `dst`. Equal names give `input` itself.
+QUILT_API ref_ptr<RenderTask> createOCIOColorSpaceTask(const std::string& name, float time,
+                                                       OCIO_NAMESPACE::ConstConfigRcPtr config,
+                                                       OCIO_NAMESPACE::ConstContextRcPtr context,
+                                                       const std::string& src,
+                                                       const std::string& dst,
+                                                       ref_ptr<RenderTask> input);
+
+/// The same in the current config.
+QUILT_API ref_ptr<RenderTask> createOCIOColorSpaceTask(const std::string& name, float time,
+                                                       const std::string& src,
+                                                       const std::string& dst,
+                                                       ref_ptr<RenderTask> input);
+
+/// The two colour spaces in which operations can be asked to work.
+enum ProcessSpace : int
+{
+    ProcessSpaceLinear = 0, ///< the role scene_linear of the current config
+    ProcessSpaceLog = 1     ///< the role compositing_log
+};
+
+/// From scene linear to compositing log, or back.
+QUILT_API ref_ptr<RenderTask> createLogConvertTask(const std::string& name, float time, bool toLog,
+                                                   ref_ptr<RenderTask> input);
+
+/// Equal spaces give `input` itself. Other values than the two throw std::runtime_error.
+QUILT_API ref_ptr<RenderTask> createProcessSpaceConvertTask(const std::string& name, float time,
+                                                            ProcessSpace from, ProcessSpace to,
+                                                            ref_ptr<RenderTask> input);
+
+/// The same for one colour, at once. What OpenColorIO cannot do leaves an EMULSION error, and the
+/// colour unconverted.
+QUILT_API Imath::Color4<float> logConvert(const Imath::Color4<float>& color, bool toLog);
+QUILT_API Imath::Color4<float> processSpaceConvert(const Imath::Color4<float>& color,
+                                                   ProcessSpace from, ProcessSpace to);
+
+/// 0 for "rgb", 1 for "hsv", in any case; anything else throws std::runtime_error.
+QUILT_API int GetProcessColorspaceFromString(const std::string& text);
+
+}
