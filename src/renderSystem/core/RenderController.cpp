@@ -225,6 +225,7 @@ void RenderController::runRender(const std::shared_ptr<RenderState>& state)
         notify(observer, [&](RenderObserver& o) { o.renderSetupDone(count); });
     }
     catch (...)
+    EMULSION::ClearError(); // whatever others have left behind on this thread
     {
         // The render goes on with the tiles that were made.
         reportException(observer, "RenderSetup");

@@ -31,6 +31,7 @@ public:
 
     void run() override
     {
+        EMULSION::ClearError(); // whatever others have left behind on this thread
         try
         {
             RenderManager::SetCancelChecker(new RenderController::CancelChecker(m_state.get()));
