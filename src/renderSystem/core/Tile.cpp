@@ -125,9 +125,9 @@ void Tile::render(const ref_ptr<RenderObserver>& observer, std::vector<ref_ptr<T
         wasLast = renderImage(&seconds);
     m_stage.store(FinishedRendering, std::memory_order_release);
 
-    notify(observer.get(), [&](RenderObserver& o) {
-        o.tileRendered(m_task->getName(), m_task->getType(), seconds);
-    });
+    const std::string type = m_task->getType(); // a failure of the task, not of the observer
+    notify(observer.get(),
+           [&](RenderObserver& o) { o.tileRendered(m_task->getName(), type, seconds); });
     if (m_outputTiles.empty())
         deliver(observer.get(), wasLast);
     else
