@@ -165,7 +165,6 @@ public:
 
 private:
     bool hasNoTiles();
-    void releaseInputTasks();
     RenderTask_Imp& inputImp(size_t inputID) const;
     void computeOutputDescription();
     UTIL::Region computeOutputDataRegion();

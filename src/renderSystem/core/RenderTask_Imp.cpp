@@ -3,13 +3,13 @@
 #include <algorithm>
 #include <chrono>
 #include <iostream>
-#include <iterator>
 #include <map>
 #include <thread>
 
 #include <EMULSION/Channels.h>
 
 #include "private/Assert.h"
+#include "private/ReleaseInTurn.h"
 #include "QUILT/Exceptions.h"
 #include "QUILT/RenderManager.h"
 
@@ -54,33 +54,13 @@ RenderTask_Imp::~RenderTask_Imp()
     }
     while (!hasNoTiles() && !RenderManager::CheckAbort())
         std::this_thread::sleep_for(std::chrono::milliseconds(1));
-    releaseInputTasks();
+    releaseInTurn<RenderTask>(m_inputTasks);
 }
 
 bool RenderTask_Imp::hasNoTiles()
 {
     const std::lock_guard lock(m_tileMapMutex);
     return m_tileMap.empty();
-}
-
-// A chain of a hundred thousand tasks must not take as many stack frames to go: the first task
-// whose end sets others free works through them, instead of each waiting for the next one's end.
-void RenderTask_Imp::releaseInputTasks()
-{
-    thread_local std::vector<ref_ptr<RenderTask>>* s_open = nullptr;
-    if (s_open)
-    {
-        std::ranges::move(m_inputTasks, std::back_inserter(*s_open));
-        return;
-    }
-    std::vector<ref_ptr<RenderTask>> open = std::move(m_inputTasks);
-    s_open = &open;
-    while (!open.empty())
-    {
-        const ref_ptr<RenderTask> last = std::move(open.back());
-        open.pop_back();
-    }
-    s_open = nullptr;
 }
 
 std::string RenderTask_Imp::getType() const

@@ -8,6 +8,7 @@
 #include "private/ImageBuffer_Imp.h"
 #include "private/ImageLock.h"
 #include "private/Notify.h"
+#include "private/ReleaseInTurn.h"
 #include "private/RenderTask_Imp.h"
 #include "private/SpeculativeCache.h"
 #include "QUILT/Exceptions.h"
@@ -29,7 +30,7 @@ Tile::Tile(const TileID& id, RenderTask_Imp* task) : m_id(id), m_task(task) {}
 
 Tile::~Tile()
 {
-    releaseInputs();
+    releaseInTurn<Tile>(m_inputTiles); // without having been rendered, or there are none
     m_task->removeTile(*this);
 }
 
