@@ -76,7 +76,8 @@ public:
     RenderController& operator=(const RenderController&) = delete;
 
     /// Starts a render, and waits for its end unless `async`. While one is in progress the observer
-    /// is told so, and nothing else happens. The prioritizer is not called.
+    /// is told so, and nothing else happens. The prioritizer is not called. For one thread at a
+    /// time.
     void render(const std::vector<RenderDescription>& descriptions,
                 const ref_ptr<RenderObserver>& observer,
                 const ref_ptr<OutputTilePrioritizer>& prioritizer, bool async);
@@ -111,7 +112,7 @@ public:
     };
 
 private:
-    static void setUp(RenderState& state, std::vector<ref_ptr<Tile>>& readyTiles);
+    Util::RcPtr<Util::Job> start(const std::shared_ptr<RenderState>& state);
     static void waitForTiles(const RenderState& state);
     bool leave(const RenderState& state);
 

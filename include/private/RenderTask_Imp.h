@@ -36,7 +36,7 @@ namespace QUILT::Private
 class RenderTask_Imp
 {
 public:
-    /// Moves only forward.
+    /// Moves only forward, but for a description that fails.
     enum RenderStage
     {
         RENDERSTAGE_Init,                      ///< inputs may be registered

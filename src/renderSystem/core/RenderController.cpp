@@ -120,23 +120,34 @@ void RenderController::render(const std::vector<RenderDescription>& descriptions
         refuse("An output of the render has no task.");
         return;
     }
-    Util::RcPtr<Util::Job> job;
-    if (!isRenderInProgress())
-    {
-        const auto state =
-            std::make_shared<RenderState>(this, withTasksOfTheirOwn(descriptions), observer);
-        const std::lock_guard lock(m_jobsLock);
-        if (!m_current)
-        {
-            job = Util::RcPtr<Util::Job>(new RenderJob(state));
-            m_current = state;
-            m_renderJob = job;
-        }
-    }
-    if (!job)
+    if (isRenderInProgress())
     {
         refuse("There is already a render in progress, cancel it first!");
         return;
+    }
+    std::shared_ptr<RenderState> state;
+    try
+    {
+        state = std::make_shared<RenderState>(this, withTasksOfTheirOwn(descriptions), observer);
+    }
+    catch (...)
+    {
+        // An output could not be described.
+        reportException(observer.get(), "RenderSetup");
+        return;
+    }
+    const Util::RcPtr<Util::Job> job = start(state);
+    if (!async)
+        m_jobMgr->waitForJob(job);
+}
+
+Util::RcPtr<Util::Job> RenderController::start(const std::shared_ptr<RenderState>& state)
+{
+    const Util::RcPtr<Util::Job> job(new RenderJob(state));
+    {
+        const std::lock_guard lock(m_jobsLock);
+        m_current = state;
+        m_renderJob = job;
     }
     try
     {
@@ -149,8 +160,7 @@ void RenderController::render(const std::vector<RenderDescription>& descriptions
         m_renderJob = {};
         throw;
     }
-    if (!async)
-        m_jobMgr->waitForJob(job);
+    return job;
 }
 
 void RenderController::cancel(bool waitForJob)
@@ -215,6 +225,7 @@ void RenderController::setRenderThreads(unsigned long n)
 
 void RenderController::runRender(const std::shared_ptr<RenderState>& state)
 {
+    EMULSION::ClearError(); // whatever others have left behind on this thread
     RenderObserver* const observer = state->observer().get();
     std::vector<ref_ptr<Tile>> readyTiles;
     try
@@ -225,7 +236,6 @@ void RenderController::runRender(const std::shared_ptr<RenderState>& state)
         notify(observer, [&](RenderObserver& o) { o.renderSetupDone(count); });
     }
     catch (...)
-    EMULSION::ClearError(); // whatever others have left behind on this thread
     {
         // The render goes on with the tiles that were made.
         reportException(observer, "RenderSetup");

@@ -155,10 +155,21 @@ unsigned long RenderTask_Imp::getRequiredInputChannels(long whichInput) const
     return m_inputRequests[static_cast<std::size_t>(whichInput)]->getChannels();
 }
 
+// A task that could not be described is as before: it fails again when it is asked again, rather
+// than pass for one without data.
 void RenderTask_Imp::describe()
 {
-    if (m_renderStage == RENDERSTAGE_Init)
+    if (m_renderStage != RENDERSTAGE_Init)
+        return;
+    try
+    {
         computeOutputDescription();
+    }
+    catch (...)
+    {
+        m_renderStage = RENDERSTAGE_Init;
+        throw;
+    }
 }
 
 void RenderTask_Imp::getOutputDescription(unsigned long* channels, UTIL::Region* region)
