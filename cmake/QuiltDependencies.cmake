@@ -2,6 +2,7 @@ find_package(PkgConfig REQUIRED)
 # Debian's package of Imath complains at length that its Python part is not installed.
 set(CMAKE_MESSAGE_LOG_LEVEL NOTICE)
 find_package(Imath CONFIG REQUIRED)
+find_package(OpenEXR CONFIG REQUIRED)
 unset(CMAKE_MESSAGE_LOG_LEVEL)
 find_package(HWY CONFIG REQUIRED)
 find_package(OpenSSL REQUIRED COMPONENTS Crypto)

@@ -72,7 +72,7 @@ struct ChannelSource
         Zero,
         One,
         File,           ///< channel `index` of the description's channelNames
-        LuminanceChroma ///< `index` 0 red, 1 green, 2 blue, of Y, RY and BY
+        LuminanceChroma ///< red, green, blue for `index` 0, 1, 2, made of Y, RY and BY
     };
     Kind kind = Kind::Zero;
     size_t index = 0;
@@ -85,7 +85,7 @@ using ChannelSources = std::array<ChannelSource, 4>;
 struct FilePicture
 {
     ImageDescription description; ///< all but `channels` and `stamp`; dataRegion one rectangle
-    bool luminanceChroma = false; ///< Y, RY, BY make a colour; only such a reader meets that kind
+    bool luminanceChroma = false; ///< the reader makes colours of findLuminanceChroma's channels
     int64_t tileWidth = 0, tileHeight = 0; ///< when isTiled
     std::string unreadable;                ///< why no pixels can be had; empty when they can
 };
