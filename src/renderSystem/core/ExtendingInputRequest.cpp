@@ -118,7 +118,8 @@ ImageBuffer ExtendingInputRequest::getImage(const UTIL::Rect& rect)
     std::vector<ExtendAction> actions;
     splitToActions(rect, extendRect(data), actions);
 
-    // What each tile contributes. A part of a source without data leaves a hole.
+    // What each tile contributes. A part of a source without data leaves a hole: what a tile holds
+    // there is its background only in the channels that it has.
     std::map<TileID, std::vector<ExtendAction>> actionsOfTiles;
     bool hasHole = false;
     std::vector<TileID> tileIDs;
@@ -128,10 +129,9 @@ ImageBuffer ExtendingInputRequest::getImage(const UTIL::Rect& rect)
         for (const TileID& id : tileIDs)
         {
             const UTIL::Rect part = id.rect().intersect(action.source);
-            if (data.intersects(part))
-                actionsOfTiles[id].push_back(partOf(action, part));
-            else
-                hasHole = true;
+            hasHole = hasHole || !data.contains(part);
+            for (const UTIL::Rect& piece : data.intersected(part))
+                actionsOfTiles[id].push_back(partOf(action, piece));
         }
     }
     if (actionsOfTiles.empty())
