@@ -29,6 +29,8 @@ protected:
                                              const UTIL::Rect& extendRect) = 0;
 
 private:
+    friend struct TaskTestAccess;
+
     UTIL::Region usedData() const;
     UTIL::Rect extendRect(const UTIL::Region& data) const;
 

@@ -164,6 +164,8 @@ public:
     float getProbabilityIsNeeded() const { return m_probabilityIsNeeded; }
 
 private:
+    friend struct TaskTestAccess;
+
     bool hasNoTiles();
     RenderTask_Imp& inputImp(size_t inputID) const;
     void computeOutputDescription();

@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <cstdlib>
 #include <exception>
+#include <map>
 #include <random>
 #include <string>
 
@@ -22,13 +23,27 @@ class Random
 public:
     explicit Random(uint64_t seed) : m_engine(seed) {}
 
-    uint64_t bits() { return m_engine(); }
+    /// The stream of that seed with some of its draws, counted from 0, replaced. Smaller draws make
+    /// smaller values, so a failing case is made simpler by lowering its draws.
+    Random(uint64_t seed, const std::map<std::size_t, uint64_t>& replaced)
+        : m_engine(seed), m_replaced(replaced)
+    {}
+
+    uint64_t bits()
+    {
+        const uint64_t drawn = m_engine();
+        const auto found = m_replaced.find(m_drawCount++);
+        m_wasReplaced = found != m_replaced.end();
+        return m_wasReplaced ? found->second : drawn;
+    }
+
+    std::size_t drawCount() const { return m_drawCount; }
 
     /// A whole number from `lowest` to `highest`, both included.
     int64_t between(int64_t lowest, int64_t highest)
     {
         const uint64_t range = static_cast<uint64_t>(highest) - static_cast<uint64_t>(lowest) + 1;
-        const uint64_t step = range == 0 ? bits() : bits() % range;
+        const uint64_t step = range == 0 ? bits() : below(range);
         return static_cast<int64_t>(static_cast<uint64_t>(lowest) + step);
     }
 
@@ -38,8 +53,13 @@ public:
         return lowest + (highest - lowest) * (static_cast<double>(bits() >> 11) * 0x1p-53);
     }
 
-    /// True once in `n` times.
-    bool oneIn(int64_t n) { return between(1, n) == 1; }
+    /// True once in `n` times. The smallest draw gives false, which is the plainer answer.
+    bool oneIn(int64_t n)
+    {
+        const auto range = static_cast<uint64_t>(n);
+        const uint64_t drawn = below(range);
+        return m_wasReplaced ? drawn == range - 1 : drawn == 0;
+    }
 
     /// One of the elements of a container that is not empty.
     const auto& pick(const auto& container)
@@ -49,7 +69,19 @@ public:
     }
 
 private:
+    __extension__ typedef unsigned __int128 Wide;
+
+    // From 0 to range - 1. Of a replaced draw it is the size that counts.
+    uint64_t below(uint64_t range)
+    {
+        const uint64_t drawn = bits();
+        return m_wasReplaced ? static_cast<uint64_t>((Wide(drawn) * range) >> 64) : drawn % range;
+    }
+
     std::mt19937_64 m_engine;
+    std::map<std::size_t, uint64_t> m_replaced;
+    std::size_t m_drawCount = 0;
+    bool m_wasReplaced = false; // the last draw
 };
 
 /// The whole number in an environment variable, or the given one when it is not set.

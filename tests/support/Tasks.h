@@ -1,7 +1,9 @@
 #pragma once
 
+#include <bit>
 #include <cmath>
 #include <functional>
+#include <limits>
 
 #include <EMULSION/Plumbing.h>
 #include <QUILT/RenderTask.h>
@@ -22,12 +24,30 @@ inline float patternAt(int64_t x, int64_t y, int channel, int seed)
     return static_cast<float>(mixed >> 44) * 0x1p-19f - 0.75f;
 }
 
+/// The same with a value here and there that arithmetic treats in its own way.
+inline float awkwardPatternAt(int64_t x, int64_t y, int channel, int seed)
+{
+    // All NaNs are alike, those that arithmetic makes and this one.
+    static const float s_awkward[] = {std::bit_cast<float>(0xffc00000u),
+                                      std::numeric_limits<float>::infinity(),
+                                      -std::numeric_limits<float>::infinity(),
+                                      -0.0f,
+                                      0.0f,
+                                      std::numeric_limits<float>::max(),
+                                      std::numeric_limits<float>::denorm_min(),
+                                      -1.0e4f};
+    const float value = patternAt(x, y, channel, seed);
+    const auto chosen = static_cast<size_t>((value + 0.75f) * 0x1p19f) % 64;
+    return chosen < std::size(s_awkward) ? s_awkward[chosen] : value;
+}
+
 struct PatternParams
 {
     UTIL::Region region;
     unsigned long channels = 15;
     Imath::Color4f background{0, 0, 0, 0};
     int seed = 0;
+    bool awkward = false;
 };
 
 class PatternTask : public RenderTask
@@ -41,7 +61,8 @@ public:
     void computeCacheID(CacheIDStream& stream) override
     {
         stream << m_params.region << ',';
-        Private::writeItems(stream, m_params.channels, m_params.background, m_params.seed);
+        Private::writeItems(stream, m_params.channels, m_params.background, m_params.seed,
+                            m_params.awkward);
     }
     unsigned long computeOutputChannels() override { return m_params.channels; }
     UTIL::Region computeOutputDataRegion() override { return m_params.region; }
@@ -60,7 +81,8 @@ public:
             {
                 float rgba[4];
                 for (int c = 0; c < 4; ++c)
-                    rgba[c] = patternAt(x, y, c, m_params.seed);
+                    rgba[c] = m_params.awkward ? awkwardPatternAt(x, y, c, m_params.seed)
+                                               : patternAt(x, y, c, m_params.seed);
                 EMULSION::SetPixel(output, x, y, rgba);
             }
         }
