@@ -42,7 +42,7 @@ public:
     /// Never called.
     virtual void outputTileChanged(ImageBuffer image, const FinalTile& id);
 
-    /// The last tile of that output is done; comes after outputTileRendered of that tile.
+    /// That output is done; comes after outputTileRendered of all its tiles.
     virtual void outputFinished(unsigned long finalRenderTaskID);
 
     /// The render is set up; `tileCount` tiles of all tasks are to be rendered.

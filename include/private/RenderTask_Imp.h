@@ -116,12 +116,15 @@ public:
 
     // Rendering, on many threads at once
 
-    /// Renders one tile; true when it was the last of this task.
-    bool renderTile(const EMULSION::Image* tileImage,
+    /// Renders one tile.
+    void renderTile(const EMULSION::Image* tileImage,
                     std::span<const UTIL::Rect> requiredInputRects);
 
-    /// Counts a tile that did not have to be rendered; true when it was the last.
+    /// Counts a tile that has rendered or did not have to; true when it was the last of this task.
     bool countFinishedTile();
+
+    /// Counts a tile of an output task that the observer has got; true when it was the last.
+    bool countDeliveredTile() { return ++m_deliveredTileCount == m_tileCount; }
 
     /// Enters the seconds of a tile into the running average, and gives that.
     float addTileTime(float seconds);
@@ -186,7 +189,7 @@ private:
     void ensurePreRendered();
     std::vector<ImageBuffer> prepareInputImages(std::span<const UTIL::Rect> requiredInputRects);
     void renderPieces(const EMULSION::Image* tileImage, std::vector<ImageBuffer>& inputs);
-    bool noteFinishedTile();
+    void noteFinishedTile();
 
     RenderTask* const m_parentTask;
     const std::string m_name;
@@ -217,6 +220,7 @@ private:
     TileMap m_tileMap;
     std::vector<ref_ptr<Tile>> m_outputTiles; // of an output task: keeps the final tiles alive
     size_t m_tileCount = 0;
+    std::atomic<size_t> m_deliveredTileCount{0};
 
     enum PreRenderState
     {

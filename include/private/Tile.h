@@ -90,9 +90,9 @@ public:
     ImageBuffer getImage() const;
 
 private:
-    bool renderImage(double* seconds); // true for the task's last tile
+    double renderImage(); // gives the seconds that it took
     void releaseInputs();
-    void deliver(RenderObserver* observer, bool wasLast);
+    void deliver(RenderObserver* observer);
     void tellConsumers(std::vector<ref_ptr<Tile>>& readyTiles);
 
     const TileID m_id;

@@ -13,7 +13,7 @@
 namespace QUILT::Private
 {
 
-bool RenderTask_Imp::renderTile(const EMULSION::Image* tileImage,
+void RenderTask_Imp::renderTile(const EMULSION::Image* tileImage,
                                 std::span<const UTIL::Rect> requiredInputRects)
 {
     ensurePreRendered();
@@ -23,7 +23,7 @@ bool RenderTask_Imp::renderTile(const EMULSION::Image* tileImage,
                                  &RenderManager::s_renderSystemProfiler);
         renderPieces(tileImage, inputs);
     }
-    return noteFinishedTile();
+    noteFinishedTile();
 }
 
 std::vector<ImageBuffer>
@@ -92,14 +92,13 @@ void RenderTask_Imp::ensurePreRendered()
         throw RenderTaskRenderingException(m_parentTask, "An error occurred in preRender.", -1);
 }
 
-bool RenderTask_Imp::noteFinishedTile()
+void RenderTask_Imp::noteFinishedTile()
 {
     const std::lock_guard lock(m_renderMutex);
     if (!countFinishedTile())
-        return false;
+        return;
     m_parentTask->postRender();
     RenderManager::debugStream() << m_name << " finished rendering\n";
-    return true;
 }
 
 bool RenderTask_Imp::countFinishedTile()

@@ -116,26 +116,25 @@ ImageBuffer Tile::getImage() const
 void Tile::render(const ref_ptr<RenderObserver>& observer, std::vector<ref_ptr<Tile>>& readyTiles)
 {
     double seconds = 0.0;
-    bool wasLast = false;
     if (!m_image.isNull() || queryCache())
     {
         releaseInputs();
-        wasLast = m_task->countFinishedTile();
+        m_task->countFinishedTile();
     }
     else
-        wasLast = renderImage(&seconds);
+        seconds = renderImage();
     m_stage.store(FinishedRendering, std::memory_order_release);
 
     const std::string type = m_task->getType(); // a failure of the task, not of the observer
     notify(observer.get(),
            [&](RenderObserver& o) { o.tileRendered(m_task->getName(), type, seconds); });
     if (m_outputTiles.empty())
-        deliver(observer.get(), wasLast);
+        deliver(observer.get());
     else
         tellConsumers(readyTiles);
 }
 
-bool Tile::renderImage(double* seconds)
+double Tile::renderImage()
 {
     const auto start = std::chrono::steady_clock::now();
     QUILT_ASSERT(getStage() == InRenderQueue);
@@ -146,29 +145,30 @@ bool Tile::renderImage(double* seconds)
     ImageBuffer image(m_task->getRequiredOutputChannels(), m_requiredRect,
                       tileComment(*m_task, m_id), 15);
     const ImageLock lock(image);
-    const bool wasLast = m_task->renderTile(
-        lock.image(), {m_requiredInputRects.data(), m_requiredInputRects.size()});
+    m_task->renderTile(lock.image(), {m_requiredInputRects.data(), m_requiredInputRects.size()});
     // The pixels are done; the inputs can go before this tile is unlocked.
     releaseInputs();
 
-    *seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
-    const float cost = m_task->addTileTime(static_cast<float>(*seconds));
+    const double seconds =
+        std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+    const float cost = m_task->addTileTime(static_cast<float>(seconds));
     if (m_task->getCaching() && !m_task->actsOutside())
         image.getImpl()->enableCaching(m_task, m_id, cost);
     m_image = std::move(image);
-    return wasLast;
+    return seconds;
 }
 
 // A final tile has nobody else who wants its image: once the observer has seen it, it is free to
-// go.
-void Tile::deliver(RenderObserver* observer, bool wasLast)
+// go. Tiles are counted when they have been handed over, so that the end of an output comes after
+// all of them, on whichever threads they are.
+void Tile::deliver(RenderObserver* observer)
 {
     const unsigned long outputID = m_task->getFinalRenderTaskID();
     ImageBuffer image = std::move(m_image);
     notify(observer, [&](RenderObserver& o) {
         o.outputTileRendered(std::move(image), FinalTile(outputID, m_id));
     });
-    if (wasLast)
+    if (m_task->countDeliveredTile())
         notify(observer, [&](RenderObserver& o) { o.outputFinished(outputID); });
 }
 
