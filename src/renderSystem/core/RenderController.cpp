@@ -90,9 +90,10 @@ std::vector<RenderDescription> withTasksOfTheirOwn(std::vector<RenderDescription
 
 long pollPeriod()
 {
+    if (const long period = s_pollPeriod; period > 0)
+        return period;
     static const long s_ofEnvironment = pollPeriodOfEnvironment();
-    const long period = s_pollPeriod;
-    return period > 0 ? period : s_ofEnvironment;
+    return s_ofEnvironment;
 }
 
 void setPollPeriod(long microseconds)
