@@ -7,6 +7,7 @@
 #include <mutex>
 #include <string>
 #include <thread>
+#include <unordered_set>
 #include <utility>
 #include <vector>
 
@@ -67,6 +68,11 @@ public:
     void removeFromLocked(ImageBuffer::Impl* image);   ///< the same
 
     long addDiskUsage(long delta); ///< returns the new usage
+
+    /// A swap file that is about to be written. It is removed at the process's end at the latest;
+    /// from then on the answer is false, and nothing is to be written.
+    bool addSwapFile(const std::string& path);
+    void removeSwapFile(const std::string& path);
 
     /// Takes an image that has lost its last owner: into the speculative cache, or to its end.
     void releaseImage(ImageBuffer::Impl* image) noexcept;
@@ -137,6 +143,10 @@ private:
     ImageList m_lockedImages;         // in the order of locking
     std::mutex m_unlockedImagesMutex; // guards m_unlockedImages
     ImageList m_unlockedImages;       // in the order of the last unlock
+
+    std::mutex m_swapFilesMutex; // a leaf lock: guards the next two
+    std::unordered_set<std::string> m_swapFiles;
+    bool m_isShutDown = false;
 
     // Guards the usage figures, which are atomic so that reports may read them while a thread holds
     // the mutex for as long as it takes to write a swap file.

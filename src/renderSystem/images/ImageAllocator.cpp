@@ -10,6 +10,8 @@
 #include <sstream>
 #include <stdexcept>
 
+#include <unistd.h>
+
 #include <Bramble3/Configuration.h>
 
 #include "private/Assert.h"
@@ -96,6 +98,13 @@ void ImageAllocator::shutDown()
     m_speculativeCache->setEnabled(false);
     m_maxKeptMemory = 0;
     clearSpeculativeCache();
+    {
+        // Of images that somebody still holds, be it a tile whose turn never came.
+        const std::lock_guard lock(m_swapFilesMutex);
+        m_isShutDown = true;
+        for (const std::string& path : m_swapFiles)
+            unlink(path.c_str());
+    }
     if (std::exchange(m_profiler.m_printAtDestruction, false))
         m_profiler.print(std::cout);
 }
@@ -315,6 +324,24 @@ long ImageAllocator::addDiskUsage(long delta)
     raise(m_peakDiskUsage, usage);
     QUILT_ASSERT(m_diskUsage >= 0);
     return usage;
+}
+
+bool ImageAllocator::addSwapFile(const std::string& path)
+{
+    const std::lock_guard lock(m_swapFilesMutex);
+    if (m_isShutDown)
+        return false;
+    m_swapFiles.insert(path);
+    addToLivingCount(Living::SwapFiles, 1);
+    return true;
+}
+
+void ImageAllocator::removeSwapFile(const std::string& path)
+{
+    unlink(path.c_str());
+    const std::lock_guard lock(m_swapFilesMutex);
+    m_swapFiles.erase(path);
+    addToLivingCount(Living::SwapFiles, -1);
 }
 
 void ImageAllocator::releaseImage(ImageBuffer::Impl* image) noexcept

@@ -7,8 +7,6 @@
 #include <random>
 #include <utility>
 
-#include <unistd.h>
-
 #include <Bramble3/Log.h>
 #include <EMULSION/Channels.h>
 #include <EMULSION/Raw.h>
@@ -180,6 +178,8 @@ bool ImageBuffer::Impl::saveToDisk()
     if (!isDamaged())
     {
         const std::string path = newSwapFilePath(m_allocator->getTmpDir());
+        if (!m_allocator->addSwapFile(path))
+            return false;
         const EMULSION::ErrorScope scope; // what is pending already is not this file's failure
         EMULSION::ClearError();
         EMULSION::WriteRAW(path.c_str(), &m_image);
@@ -187,12 +187,11 @@ bool ImageBuffer::Impl::saveToDisk()
         if (error != EMULSION::ERROR_NONE && error != EMULSION::ERROR_CANCELLED)
         {
             std::cerr << EMULSION::GetErrorMessage() + "\n";
-            unlink(path.c_str());
+            m_allocator->removeSwapFile(path);
             return false;
         }
         m_diskFile = path;
         m_allocator->addDiskUsage(long(m_size));
-        Private::addToLivingCount(Private::Living::SwapFiles, 1);
     }
     m_allocator->freePixels(this);
     return true;
@@ -215,9 +214,8 @@ void ImageBuffer::Impl::loadFromDisk()
 
 void ImageBuffer::Impl::removeDiskFile()
 {
-    unlink(m_diskFile.c_str());
+    m_allocator->removeSwapFile(m_diskFile);
     m_diskFile.clear();
-    Private::addToLivingCount(Private::Living::SwapFiles, -1);
     m_allocator->addDiskUsage(-long(m_size));
 }
 
