@@ -51,8 +51,8 @@ public:
     /// type is in progress, the observer is told so by renderError and nothing else happens.
     ///
     /// The task objects serve this one render. The graph stays alive until the render's last job
-    /// has ended, also after a cancellation. Not to be called from an observer with `async` false.
-    /// The prioritizer is not called.
+    /// has ended, also after a cancellation. Not to be called from an observer with `async` false,
+    /// nor from that of a render that was started so. The prioritizer is not called.
     static void Render(const std::vector<RenderDescription>& outputs,
                        ref_ptr<RenderObserver> observer, ref_ptr<OutputTilePrioritizer> prioritizer,
                        bool async, RenderType type);
@@ -84,8 +84,9 @@ public:
 
     // Threads
 
-    /// Tiles that render at a time; 0 counts as 1. 4 until it is called first. Also during a
-    /// render, and on any thread; then it may wait for tiles that run.
+    /// Tiles that render at a time; each further render at that time takes one of them, down to
+    /// one. 0 counts as 1; 3 until it is called first. Also during a render, and on any thread;
+    /// then it may wait for tiles that run.
     static void setRenderThreads(unsigned long n);
     static int getRenderThreads(); ///< 0 until setRenderThreads has been called
 
