@@ -5,7 +5,6 @@
 #include <stdexcept>
 
 #include <QUILT/CompositeTasks.h>
-#include <QUILT/ProceduralTasks.h>
 
 namespace QUILT::Test
 {
@@ -109,18 +108,14 @@ Imath::Color4f awkwardColor(Random& random)
     return color;
 }
 
-void addProceduralOperations(std::vector<Operation>& table)
-{
-    table.push_back({"Color", 0, [](Random& random, const Inputs&) {
-                         const UTIL::Rect rect = randomRect(random);
-                         return createColorTask("color", 0, rect, randomColor(random));
-                     }});
-}
-
 void addCompOperations(std::vector<Operation>& table)
 {
     table.push_back({"Copy", 1, [](Random&, const Inputs& inputs) {
                          return createCopyTask("copy", 0, inputs[0]);
+                     }});
+    table.push_back({"Mix", 2, [](Random& random, const Inputs& inputs) {
+                         const auto amount = static_cast<float>(random.between(0, 8)) / 8;
+                         return createMixTask("mix", 0, amount, inputs[0], inputs[1]);
                      }});
 }
 
