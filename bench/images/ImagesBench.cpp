@@ -45,7 +45,7 @@ void newImages(benchmark::State& state, int number, const Rect& bounds, bool kep
 {
     auto allocator = std::make_unique<ImageAllocator>();
     std::vector<ImageBuffer> images;
-    for (auto _ : state)
+    for ([[maybe_unused]] auto _ : state)
     {
         allocator->setMaxMemUsage(int64_t(2) << 30);
         for (int i = 0; i < number; ++i)
@@ -83,7 +83,7 @@ void lockAndUnlock(benchmark::State& state)
     ImageBuffer image = make(*allocator, s_tile);
     image.lock();
     image.unlock();
-    for (auto _ : state)
+    for ([[maybe_unused]] auto _ : state)
     {
         image.lock();
         image.unlock();
@@ -104,7 +104,7 @@ void swapping(benchmark::State& state)
         EMULSION::Fill(image.getImage(), s_color);
         image.unlock();
     }
-    for (auto _ : state)
+    for ([[maybe_unused]] auto _ : state)
     {
         for (ImageBuffer& image : images)
         {
@@ -120,9 +120,9 @@ BENCHMARK(swapping);
 void plainFiles(benchmark::State& state)
 {
     const std::string path = "/dev/shm/quilt_bench_" + std::to_string(getpid());
-    const std::size_t size = 256 * 256 * 16;
+    const std::size_t size = std::size_t(256) * 256 * 16;
     std::vector<char> pixels(size, 'x');
-    for (auto _ : state)
+    for ([[maybe_unused]] auto _ : state)
     {
         const int file = open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
         if (write(file, pixels.data(), size) != ssize_t(size) ||
@@ -161,7 +161,7 @@ void cacheMiss(benchmark::State& state)
 {
     const auto allocator = fullCache();
     const CacheKey key{cacheID(0), TileID(2, 1, 256, 256)};
-    for (auto _ : state)
+    for ([[maybe_unused]] auto _ : state)
         benchmark::DoNotOptimize(allocator->getCachedImage(key).isNull());
 }
 BENCHMARK(cacheMiss);
@@ -174,7 +174,7 @@ void cacheHitAndReturn(benchmark::State& state)
     for (int i = 0; i < 4096; ++i)
         keys.push_back({cacheID(i * 23), TileID(1, 2, 256, 256)});
     std::size_t next = 0;
-    for (auto _ : state)
+    for ([[maybe_unused]] auto _ : state)
         if (allocator->getCachedImage(keys[next++ % keys.size()]).isNull())
             state.SkipWithError("a member is missing");
 }
@@ -186,7 +186,7 @@ void updatePriorities(benchmark::State& state)
     SpeculativeCache::TaskProbabilities tasks;
     for (int i = 0; i < 500; ++i)
         tasks.emplace_back("task" + std::to_string(i), float(i % 3) / 2.0f);
-    for (auto _ : state)
+    for ([[maybe_unused]] auto _ : state)
     {
         allocator->updateCachePriorities(tasks, 0.0f);
         std::swap(tasks.front().second, tasks.back().second);

@@ -119,7 +119,7 @@ TEST_F(ImageBufferTest, HandlesCountOwners)
         assigned = itself;
         assigned = std::move(itself);
         EXPECT_EQ(assigned.getImpl(), impl);
-        EXPECT_TRUE(copy.isNull());
+        EXPECT_TRUE(copy.isNull()); // NOLINT(clang-analyzer-cplusplus.Move)
         moved.setNull();
         EXPECT_EQ(impl->refCount(), 2);
     }

@@ -6,6 +6,10 @@
 
 #include <gmock/gmock.h>
 
+#include "private/RenderTask_Imp.h"
+#include "QUILT/ProceduralTasks.h"
+#include "QUILT/RenderTask.h"
+
 using namespace QUILT;
 using namespace QUILT::Private;
 
@@ -83,22 +87,47 @@ TEST_F(SpeculativeCacheTest, GivesWayToNewImagesBeforeAnythingIsSwapped)
     EXPECT_EQ(cache().freeMemory(1), 0);
 }
 
-TEST_F(SpeculativeCacheTest, OddCostsAndProbabilitiesCountAsNothing)
+TEST_F(SpeculativeCacheTest, OddCostsAndProbabilitiesDoNotBreakTheOrder)
 {
     const float nan = std::numeric_limits<float>::quiet_NaN();
     const float infinity = std::numeric_limits<float>::infinity();
-    makeFor("nan", 16, nan);
-    makeFor("negative", 16, -1.0f, -1.0f);
-    makeFor("never", 16, infinity, 0.0f);
-    makeFor("infinite", 16, infinity, infinity);
-    makeFor("plain", 16, 1.0f, 1.0f);
-    for (const char* lowest : {"nan", "negative", "never", "plain"})
-    {
-        EXPECT_EQ(cache().freeMemory(1), 16);
-        EXPECT_FALSE(has(lowest)) << lowest;
-    }
+    CacheData data(CacheKey{"id", TileID()}, "task", "Type", nan, -1.0f);
+    EXPECT_EQ(data.getPriority().cost, 0.0f);
+    EXPECT_EQ(data.getPriority().neededProbability, 0.0f);
+    data.setNeededProbability(-infinity);
+    EXPECT_EQ(data.getPriority().neededProbability, 0.0f);
+
+    makeFor("nan", 16, nan, nan);
+    makeFor("never", 32, infinity, 0.0f); // whose product would be no number
+    makeFor("plain", 64, 1.0f, 1.0f);
+    makeFor("infinite", 128, infinity, infinity);
+    for (const long bytes : {16, 32, 64})
+        EXPECT_EQ(cache().freeMemory(1), bytes);
     m_allocator->updateCachePriorities({{"task", nan}, {"task", 1.0f}}, nan);
     EXPECT_TRUE(has("infinite"));
+}
+
+TEST_F(SpeculativeCacheTest, KeepsTheTilesOfATaskUnderItsIdentity)
+{
+    const ref_ptr<RenderTask> task =
+        createColorTask("grey", 0.0f, UTIL::Rect(0, 0, 8, 8), Imath::Color4f(0.5f));
+    const TileID tile(1, 2, 8, 8);
+    for (const bool enabled : {false, true})
+    {
+        m_allocator->setSpeculativeCachingEnable(enabled);
+        ImageBuffer image = makeOf(64);
+        image.getImpl()->enableCaching(&RenderTask_Imp::of(*task), tile, 2.5f);
+        fill(image, 1);
+        image.setNull();
+        EXPECT_EQ(Access::members(cache()), enabled ? 1u : 0u);
+    }
+    const ImageBuffer found = m_allocator->getCachedImage({task->getCacheID(), tile});
+    ASSERT_FALSE(found.isNull());
+    const CacheData& data = *found.getImpl()->getCacheData();
+    EXPECT_EQ(data.m_taskName, "grey");
+    EXPECT_EQ(data.m_taskType, task->getType());
+    EXPECT_EQ(data.m_cost, 2.5f);
+    EXPECT_EQ(data.m_neededProbability, task->getProbabilityIsNeeded());
 }
 
 // Against a list that is searched and sorted at every step.

@@ -438,7 +438,7 @@ XmlElement ImageAllocator::getStatistics(unsigned threads)
     m_profiler.sumByName(&loading, &loaded, s_loadingRecord);
     loading /= float(std::max(threads, 1u));
 
-    const XmlElement statistics = Bramble3::XmlIO::v1::Element::create("Image Memory Management");
+    XmlElement statistics = Bramble3::XmlIO::v1::Element::create("Image Memory Management");
     statistics->setAttr("Peak Memory Usage", bytes(m_peakMemUsage));
     statistics->setAttr("Peak Memory Usage (FileIn)", bytes(m_peakFileInMemUsage));
     statistics->setAttr("Max Memory Allowed", bytes(m_maxMemUsage));

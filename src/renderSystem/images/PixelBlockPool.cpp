@@ -39,10 +39,11 @@ constexpr bool s_usesSlabs = false; // blocks without gaps between them would hi
 constexpr bool s_usesSlabs = true;
 #endif
 
-// Sizes that differ by less than a page share their blocks.
+// Sizes that differ by less than a page share their blocks. Every block has room for a Kept.
 std::size_t capacityFor(std::size_t size)
 {
-    return size < PixelBlockPool::smallestKept ? size : (size + s_page - 1) / s_page * s_page;
+    return size < PixelBlockPool::smallestKept ? std::max(size, s_cacheLine)
+                                               : (size + s_page - 1) / s_page * s_page;
 }
 
 void* allocateAligned(std::size_t bytes, bool inLargePages)
@@ -60,12 +61,12 @@ void* allocateAligned(std::size_t bytes, bool inLargePages)
 // there.
 void freeWithPages(void* block, std::size_t bytes)
 {
-    const auto address = reinterpret_cast<std::uintptr_t>(block);
-    const std::uintptr_t begin = (address + s_page - 1) / s_page * s_page;
-    const std::uintptr_t end = (address + bytes) / s_page * s_page;
-    if (bytes >= PixelBlockPool::smallestKept && begin < end)
+    char* const begin = static_cast<char*>(block);
+    const std::size_t unaligned = reinterpret_cast<std::uintptr_t>(block) % s_page;
+    const std::size_t skipped = unaligned == 0 ? 0 : s_page - unaligned;
+    if (bytes >= PixelBlockPool::smallestKept)
     {
-        madvise(reinterpret_cast<void*>(begin), end - begin, MADV_DONTNEED);
+        madvise(begin + skipped, (bytes - skipped) / s_page * s_page, MADV_DONTNEED);
         if (bytes >= s_smallestInLargePages)
             madvise(block, bytes / s_largePage * s_largePage, MADV_NOHUGEPAGE);
     }
@@ -167,14 +168,13 @@ PixelBlockPool::Surplus::~Surplus()
 
 void PixelBlockPool::Surplus::add(PixelBlock block, std::size_t size) noexcept
 {
+    static_assert(sizeof(Kept) <= s_cacheLine);
     const std::size_t capacity = capacityFor(size);
     if (block.slab)
     {
         if (block.slab->leave(block.memory))
             block.slab->nextToGiveUp = std::exchange(m_slabsToGiveUp, block.slab);
     }
-    else if (capacity < sizeof(Kept))
-        std::free(block.memory);
     else
         m_blocks = new (block.memory) Kept{capacity, nullptr, nullptr, m_blocks, nullptr, nullptr};
 }

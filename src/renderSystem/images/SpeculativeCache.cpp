@@ -264,7 +264,7 @@ long SpeculativeCache::getMemoryUsage()
 XmlElement SpeculativeCache::getStatistics()
 {
     const std::lock_guard lock(m_mutex);
-    const XmlElement statistics = Element::create("Speculative Cache");
+    XmlElement statistics = Element::create("Speculative Cache");
     statistics->setAttr("Total Entries", long(_cache.size()));
     statistics->setAttr("Num Hits", long(m_hits));
     statistics->setAttr("Memory Usage",
@@ -274,7 +274,7 @@ XmlElement SpeculativeCache::getStatistics()
 
 XmlElement SpeculativeCache::getContents()
 {
-    const XmlElement root = Element::create("root");
+    XmlElement root = Element::create("root");
     const XmlElement ramCache = Element::create("ramCache");
     root->addChild(ramCache);
 
