@@ -71,7 +71,7 @@ public:
     enum class TileOrder
     {
         Waves,    ///< by readiness: all that can run is queued at once
-        Streaming ///< a few tiles a thread at a time, so that pictures of any size pass through
+        Streaming ///< a tile a thread at a time, so that pictures of any size pass through
     };
 
     /// Takes effect with the next render; Waves at the start. The pixels are the same either way.

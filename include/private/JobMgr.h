@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <chrono>
 #include <condition_variable>
 #include <cstddef>
@@ -50,6 +51,10 @@ public:
     void setThreadCount(unsigned long n);
 
     std::size_t getThreadCount() const;
+
+    /// Workers beside those that resident jobs occupy. Takes no lock.
+    std::size_t getOrdinaryWorkerCount() const { return m_ordinaryWorkerCount; }
+
     std::size_t getQueuedJobCount() const; ///< jobs that no worker has taken yet
 
     /// Lets no further job begin, for good: those that are queued, or will be, are never run.
@@ -73,6 +78,7 @@ private:
     void startWorkers();
     void removeSurplusWorkers(std::vector<std::thread>* toJoin);
     void endResidentJob(long id);
+    void countOrdinaryWorkers() { m_ordinaryWorkerCount = m_threads.size() - m_residentCount; }
     bool mayTakeJob() const { return !m_stopped && !m_queue.empty(); }
 
     mutable std::mutex m_mutex; // a leaf lock but for the count of a job: guards all the rest
@@ -81,9 +87,10 @@ private:
     std::deque<RcPtr<Job>> m_queue;
     std::map<long, Worker> m_threads;
     long m_nextThreadID = 0;
-    unsigned long m_askedCount = 0;    // the number last given to setThreadCount
-    std::size_t m_residentCount = 0;   // resident jobs, queued or running
-    std::size_t m_runningCount = 0;    // jobs whose run has begun and not ended
+    unsigned long m_askedCount = 0;                    // the number last given to setThreadCount
+    std::size_t m_residentCount = 0;                   // resident jobs, queued or running
+    std::atomic<std::size_t> m_ordinaryWorkerCount{0}; // written under m_mutex
+    std::size_t m_runningCount = 0;                    // jobs whose run has begun and not ended
     std::size_t m_sleepingCount = 0;   // workers that wait for m_workCondition, or have just woken
     std::size_t m_idleWaiterCount = 0; // threads in waitUntilIdle
     bool m_stopped = false;

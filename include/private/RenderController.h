@@ -36,7 +36,7 @@ public:
     void cancel() { m_cancelled = true; }
     bool isCancelled() const { return m_cancelled; }
 
-    /// Starts the tiles that are ready after set-up: all at once, or, in streaming order, a few for
+    /// Starts the tiles that are ready after set-up: all at once, or, in streaming order, one for
     /// each thread, the most urgent first.
     void submitFirstTiles(std::vector<ref_ptr<Tile>>& tiles);
 
@@ -52,6 +52,7 @@ public:
 
 private:
     void submitTile(const ref_ptr<Tile>& tile);
+    bool mayStartFromBacklog(size_t jobs) const;
     void submitFromBacklog(const ref_ptr<Tile>& tile);
 
     RenderController* const m_controller;
@@ -60,10 +61,9 @@ private:
     std::atomic<bool> m_cancelled{false};
     std::atomic<size_t> m_jobs{0}; // submitted and not yet finished
 
-    // Streaming order: ready tiles that wait outside the window.
+    // Streaming order: ready tiles that wait until others have ended.
     std::vector<ref_ptr<Tile>> m_backlog;
     std::atomic<size_t> m_nextOfBacklog{0};
-    size_t m_window = 0;
 };
 
 /// Runs one render at a time. One for each RenderManager::RenderType.

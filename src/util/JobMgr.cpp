@@ -60,6 +60,7 @@ void JobMgr::queueJob(const RcPtr<Job>& job)
                 m_queue.pop_back();
                 throw;
             }
+            countOrdinaryWorkers();
         }
         job->m_queued = true;
         wake = m_sleepingCount > 0;
@@ -92,6 +93,7 @@ void JobMgr::setThreadCount(unsigned long n)
             throw;
         }
         removeSurplusWorkers(s_workerOf == this ? nullptr : &surplus);
+        countOrdinaryWorkers();
     }
     for (std::thread& thread : surplus)
         thread.join();
@@ -242,6 +244,7 @@ void JobMgr::endResidentJob(long id)
     m_threads.find(id)->second.resident = false;
     --m_residentCount;
     removeSurplusWorkers(nullptr);
+    countOrdinaryWorkers();
 }
 
 }

@@ -15,10 +15,6 @@ namespace QUILT::Private
 namespace
 {
 
-// In streaming order so many tiles are in flight for each thread: enough that no thread waits for
-// the next one, and few enough that a picture of any size passes through in little memory.
-constexpr size_t s_tilesInFlightPerThread = 2;
-
 std::atomic<RenderManager::TileOrder> s_tileOrder{RenderManager::TileOrder::Waves};
 
 // Renders one tile and submits the tiles that wait for nothing else.
@@ -85,7 +81,6 @@ void RenderState::submitFirstTiles(std::vector<ref_ptr<Tile>>& tiles)
     m_backlog = std::move(tiles);
     std::ranges::stable_sort(m_backlog, {},
                              [](const ref_ptr<Tile>& tile) { return tile->getFirstFinalTile(); });
-    m_window = s_tilesInFlightPerThread * Util::JobMgr::instance()->getThreadCount();
     // In flight itself while it submits, so that a tile that ends at once does not end the wait.
     ++m_jobs;
     jobFinished();
@@ -120,13 +115,29 @@ void RenderState::submitTile(const ref_ptr<Tile>& tile)
 // seem idle while tiles are left.
 void RenderState::jobFinished()
 {
-    while (m_jobs <= m_window && m_nextOfBacklog < m_backlog.size() && !m_cancelled)
+    size_t jobs = m_jobs;
+    for (;;)
     {
-        const size_t next = m_nextOfBacklog++;
-        if (next < m_backlog.size())
-            submitFromBacklog(std::exchange(m_backlog[next], nullptr));
+        if (mayStartFromBacklog(jobs))
+        {
+            const size_t next = m_nextOfBacklog++;
+            if (next < m_backlog.size())
+                submitFromBacklog(std::exchange(m_backlog[next], nullptr));
+            jobs = m_jobs;
+        }
+        // Two that end at once must not both count on the other one to stay.
+        else if (m_jobs.compare_exchange_weak(jobs, jobs - 1))
+            return;
     }
-    --m_jobs;
+}
+
+// One tile in flight for each thread, beside the one that is ending: no thread waits for the next
+// one, since whoever ends a tile brings it, and with nothing else in the queue goes on itself with
+// the tiles that it has released, while their input is in its core's cache.
+bool RenderState::mayStartFromBacklog(size_t jobs) const
+{
+    return m_nextOfBacklog < m_backlog.size() && !m_cancelled &&
+           jobs <= Util::JobMgr::instance()->getOrdinaryWorkerCount();
 }
 
 void RenderState::submitFromBacklog(const ref_ptr<Tile>& tile)
