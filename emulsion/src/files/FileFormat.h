@@ -150,8 +150,9 @@ public:
     virtual std::unique_ptr<FileWriter> create(const NewFile& file) const = 0;
 };
 
-/// The formats, each in a folder of its own.
+/// The formats: OpenEXR, and the other stills, which a module reads and writes.
 const FileFormat& openExrFormat();
+const FileFormat& moduleFormat();
 
 /// Throws ERROR_IMAGE_TOO_LARGE, with the claimed size in the text, for a picture beyond
 /// SetReadLimits. Every format calls it with its header's claims before it asks for memory.

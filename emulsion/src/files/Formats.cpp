@@ -8,7 +8,7 @@ namespace
 
 // In the order in which they are asked.
 using FormatFunction = const FileFormat& (*)();
-constexpr FormatFunction s_formats[] = {openExrFormat};
+constexpr FormatFunction s_formats[] = {openExrFormat, moduleFormat};
 
 }
 

@@ -2,8 +2,17 @@
 
 #include <EMULSION/Channels.h>
 #include <EMULSION/Error.h>
+#include <EMULSION/WriteImage.h>
 
-int main()
+// With a path, writes a picture there.
+int main(int argc, char** argv)
 {
-    std::cout << EMULSION::GetChannelMaskName(15) << ' ' << EMULSION::GetError() << '\n';
+    if (argc > 1)
+    {
+        float grey = 0.5f;
+        const EMULSION::Image image = {1, 1, UTIL::Rect(0, 0, 1, 1), sizeof(grey), &grey};
+        EMULSION::WriteImage(argv[1], &image, "", {});
+    }
+    std::cout << EMULSION::GetChannelMaskName(15) << ' ' << EMULSION::GetErrorMessage()
+              << EMULSION::GetError() << '\n';
 }
