@@ -98,7 +98,35 @@ namespace EMULSION
 
 HWY_EXPORT(runProgram);
 
+namespace
+{
+
+class ClearChannelsOperation final : public PixelOperation
+{
+public:
+    explicit ClearChannelsOperation(uint64_t channels) : m_channels(channels) {}
+
+    const char* getName() const override { return "ClearChannels"; }
+    uint64_t getRequiredChannels(uint64_t wanted) const override { return wanted & ~m_channels; }
+    void transform(float* const planes[4], size_t count, uint64_t wanted) const override
+    {
+        for (size_t channel = 0; channel < 4; ++channel)
+            if ((m_channels & wanted) >> channel & 1)
+                std::fill_n(planes[channel], count, 0.0f);
+    }
+
+private:
+    const uint64_t m_channels;
+};
+
+}
+
 PixelOperation::~PixelOperation() = default;
+
+PixelOperationPtr makeClearChannelsOperation(uint64_t channels)
+{
+    return std::make_shared<ClearChannelsOperation>(channels);
+}
 
 void Run(const Image* output, const Image* input, const PixelOperation* const* operations,
          size_t count)

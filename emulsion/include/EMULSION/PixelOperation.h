@@ -51,6 +51,9 @@ public:
 
 using PixelOperationPtr = std::shared_ptr<const PixelOperation>;
 
+/// Sets the channels of the mask to 0, and leaves the others as they are.
+EMULSION_API PixelOperationPtr makeClearChannelsOperation(uint64_t channels);
+
 /// Runs a chain of operations, the first one first, over the pixels that both images have.
 ///
 /// Every channel of `output` is written there; outside `input` the output stays as it was. A

@@ -114,12 +114,21 @@ void InPlaceTask::makeInputFormatRequests()
 {
     unsigned long wanted = getRequiredOutputChannels();
     m_intermediateChannels = 0;
+    m_lackingChannels.clear();
     for (const ref_ptr<InPlaceOp>& op : m_ops)
     {
         wanted = op->computeInputChannels(wanted);
         m_intermediateChannels |= wanted;
+        m_lackingChannels.push_back(wanted);
     }
     addInputRequest(0, getDefinedInputChannels(0) & wanted);
+
+    unsigned long defined = getDefinedInputChannels(0);
+    for (size_t i = m_ops.size(); i-- > 0;)
+    {
+        m_lackingChannels[i] &= ~defined;
+        defined = m_ops[i]->computeOutputChannels(EMULSION::ValidateChannelMask(defined));
+    }
 }
 
 void InPlaceTask::computeRequiredInputRectangles(const UTIL::Rect& outputRect,
@@ -141,14 +150,25 @@ void InPlaceTask::renderRect(const EMULSION::Image* output,
         runChain(output, inputImages[0]);
 }
 
+// The chain in the order in which it runs. What an operation makes of a channel that is not defined
+// behind it must not reach the next one, for which that channel is 0.
+std::vector<InPlaceTask::Step> InPlaceTask::stepsOfChain() const
+{
+    std::vector<Step> steps;
+    for (size_t i = m_ops.size(); i-- > 0;)
+    {
+        if (m_lackingChannels[i] != 0 && !steps.empty())
+            steps.push_back({nullptr, EMULSION::makeClearChannelsOperation(m_lackingChannels[i])});
+        steps.push_back({m_ops[i].get(), m_ops[i]->getPixelOperation()});
+    }
+    return steps;
+}
+
 // Operations that can be steps of a program run as one, over strips that stay in cache; one that
 // cannot is applied to whole images, and what stands between programs is the intermediate image.
 void InPlaceTask::runChain(const EMULSION::Image* output, const EMULSION::Image* input) const
 {
-    std::vector<EMULSION::PixelOperationPtr> steps; // in the order in which they run
-    for (auto op = m_ops.rbegin(); op != m_ops.rend(); ++op)
-        steps.push_back((*op)->getPixelOperation());
-
+    const std::vector<Step> steps = stepsOfChain();
     const unsigned long channels = EMULSION::ValidateChannelMask(m_intermediateChannels);
     // Without pixels unless it is locked.
     ImageBuffer buffer(channels, output->bounds, "Concatenated Buffer", 15);
@@ -159,8 +179,8 @@ void InPlaceTask::runChain(const EMULSION::Image* output, const EMULSION::Image*
     {
         program.clear();
         size_t end = i;
-        for (; end < steps.size() && steps[end]; ++end)
-            program.push_back(steps[end].get());
+        for (; end < steps.size() && steps[end].operation; ++end)
+            program.push_back(steps[end].operation.get());
         if (end == i)
             ++end;
 
@@ -172,7 +192,7 @@ void InPlaceTask::runChain(const EMULSION::Image* output, const EMULSION::Image*
             target = lock->image();
         }
         if (program.empty())
-            m_ops[m_ops.size() - 1 - i]->apply(target, input);
+            steps[i].op->apply(target, input);
         else
             EMULSION::Run(target, input, program.data(), program.size());
         input = target;
