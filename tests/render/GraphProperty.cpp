@@ -85,3 +85,10 @@ TEST_P(EveryOperation, GivesTheSameBitsUnderEverySetting)
 
 INSTANTIATE_TEST_SUITE_P(Table, EveryOperation, testing::Range(size_t(0), operations().size()),
                          nameOfRow);
+TEST(RandomGraphs, GiveTheBitsOfThePlainEvaluator)
+{
+    forEachRandomCase(400, [](Random& random) {
+        const RandomGraph graph = randomGraph(random);
+        expectSameBits(graph, random.bits(), {randomSetting(random)});
+    });
+}
