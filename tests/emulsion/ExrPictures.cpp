@@ -6,9 +6,12 @@
 
 #include <ImathFun.h>
 #include <ImfChannelList.h>
+#include <ImfDeepFrameBuffer.h>
+#include <ImfDeepScanLineOutputFile.h>
 #include <ImfFrameBuffer.h>
 #include <ImfHeader.h>
 #include <ImfInputPart.h>
+#include <ImfIntAttribute.h>
 #include <ImfMultiPartInputFile.h>
 #include <ImfMultiPartOutputFile.h>
 #include <ImfOutputPart.h>
@@ -162,6 +165,33 @@ void writeExr(const std::string& path, const std::vector<ExrSpec>& parts)
     Imf::MultiPartOutputFile file(path.c_str(), headers.data(), static_cast<int>(headers.size()));
     for (size_t i = 0; i < parts.size(); ++i)
         writePart(file, static_cast<int>(i), parts[i]);
+}
+
+void writeDeepExr(const std::string& path, bool isVolume)
+{
+    static constexpr int width = 4, height = 3;
+    Imf::Header header(width, height);
+    header.compression() = Imf::ZIPS_COMPRESSION;
+    header.setType(Imf::DEEPSCANLINE);
+    header.channels().insert("A", Imf::Channel(Imf::HALF));
+    header.channels().insert("Z", Imf::Channel(Imf::FLOAT));
+    if (isVolume)
+        header.insert("volumeShadow", Imf::IntAttribute(1));
+    std::vector<unsigned> counts(width * height, 1);
+    half alpha = 0.5f;
+    float depth = 2;
+    std::vector<char*> alphas(width * height, reinterpret_cast<char*>(&alpha));
+    std::vector<char*> depths(width * height, reinterpret_cast<char*>(&depth));
+    Imf::DeepFrameBuffer buffer;
+    buffer.insertSampleCountSlice(
+        Imf::Slice(Imf::UINT, reinterpret_cast<char*>(counts.data()), 4, 4 * width));
+    buffer.insert("A", Imf::DeepSlice(Imf::HALF, reinterpret_cast<char*>(alphas.data()),
+                                      sizeof(char*), sizeof(char*) * width, sizeof(half)));
+    buffer.insert("Z", Imf::DeepSlice(Imf::FLOAT, reinterpret_cast<char*>(depths.data()),
+                                      sizeof(char*), sizeof(char*) * width, sizeof(float)));
+    Imf::DeepScanLineOutputFile file(path.c_str(), header);
+    file.setFrameBuffer(buffer);
+    file.writePixels(height);
 }
 
 Planes readExr(const std::string& path, int number)

@@ -79,6 +79,10 @@ double exrValue(const ExrSpec& spec, size_t channel, int x, int y);
 /// Writes the parts, one or several; level 0 of a tiled part holds the values, others zeros.
 void writeExr(const std::string& path, const std::vector<ExrSpec>& parts);
 
+/// A deep picture of 4 x 3 pixels with Z and A, one sample each, and with the attribute
+/// "volumeShadow" when it is a volume.
+void writeDeepExr(const std::string& path, bool isVolume);
+
 /// Level 0 of one part as OpenEXR reads it by itself: the channels by name, a float for each
 /// pixel, rows from the top; a subsampled channel has the sample at or before each pixel.
 using Planes = std::map<std::string, std::vector<float>>;

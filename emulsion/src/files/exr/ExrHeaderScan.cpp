@@ -49,6 +49,7 @@ public:
         take(1);
         return found;
     }
+    bool isEmpty() const { return m_rest.empty(); }
 
 private:
     std::string_view m_rest;
@@ -75,7 +76,7 @@ struct Claims
     bool isEmpty = true;
 };
 
-uint64_t bytesOfChannels(Bytes bytes)
+uint64_t bytesOfChannels(Bytes& bytes)
 {
     uint64_t sum = 0;
     while (!bytes.text().empty())
@@ -90,6 +91,49 @@ uint64_t bytesOfChannels(Bytes bytes)
         sum += type == 1 ? 2 : 4; // whole pixels, although a channel may have fewer samples
     }
     return sum;
+}
+
+// OpenEXR reads what the type of an attribute has, whatever size the file claims for it, and goes
+// on from there. Where the two differ it would read another header than the one that is checked
+// here.
+void checkSize(std::string_view type, std::string_view contents)
+{
+    struct Fixed
+    {
+        std::string_view type;
+        size_t size;
+    };
+    static constexpr Fixed fixed[] = {{"box2f", 16},      {"box2i", 16},    {"chromaticities", 32},
+                                      {"compression", 1}, {"double", 8},    {"deepImageState", 1},
+                                      {"envmap", 1},      {"float", 4},     {"int", 4},
+                                      {"keycode", 28},    {"lineOrder", 1}, {"m33d", 72},
+                                      {"m33f", 36},       {"m44d", 128},    {"m44f", 64},
+                                      {"rational", 8},    {"tiledesc", 9},  {"timecode", 8},
+                                      {"v2d", 16},        {"v2f", 8},       {"v2i", 8},
+                                      {"v3d", 24},        {"v3f", 12},      {"v3i", 12}};
+    const auto found = std::find_if(std::begin(fixed), std::end(fixed),
+                                    [&](const Fixed& candidate) { return candidate.type == type; });
+    bool fits = found == std::end(fixed) || found->size == contents.size();
+    Bytes bytes(contents);
+    if (type == "preview")
+    {
+        const auto width = static_cast<uint32_t>(bytes.number());
+        const auto height = static_cast<uint32_t>(bytes.number());
+        const uint64_t pixels = (contents.size() - 8) / 4;
+        fits = contents.size() % 4 == 0 && width <= pixels && height <= pixels &&
+               uint64_t{width} * height == pixels;
+    }
+    else if (type == "chlist")
+    {
+        bytesOfChannels(bytes);
+        fits = bytes.isEmpty();
+    }
+    else if (type == "stringvector")
+        while (!bytes.isEmpty())
+            bytes.take(static_cast<uint32_t>(bytes.number()));
+    if (!fits)
+        damaged("an attribute of the type \"" + std::string(type) + "\" has " +
+                std::to_string(contents.size()) + " bytes");
 }
 
 void note(Claims& claims, std::string_view name, std::string_view contents)
@@ -138,12 +182,13 @@ Claims readClaims(ExrInputStream& stream, size_t longestName)
         const std::string name = readName(stream, longestName);
         if (name.empty())
             return claims;
-        readName(stream, longestName); // of its type
+        const std::string type = readName(stream, longestName);
         const int64_t size = readNumber(stream);
         if (size < 0 || static_cast<uint64_t>(size) > stream.size() - stream.tellg())
             damaged("the attribute \"" + name + "\" claims " + std::to_string(size) + " bytes");
         contents.resize(static_cast<size_t>(size));
         stream.read(contents.data(), static_cast<int>(size));
+        checkSize(type, contents);
         note(claims, name, contents);
     }
 }
@@ -163,23 +208,31 @@ void checkChunks(int64_t count, const ExrInputStream& stream)
                             ", within a table of " + std::to_string(bytes) + " bytes");
 }
 
-// A tile is held in memory as a whole, even where it reaches far beyond the picture.
-void checkTiles(const Claims& claims, const ExrInputStream& stream)
+// Tiles, and rows that are compressed together, are held in memory as a whole, even where they
+// reach far beyond the picture.
+void checkBlocks(const Claims& claims, int64_t blockWidth, int64_t blockHeight,
+                 const ExrInputStream& stream)
 {
     static constexpr uint64_t alwaysAllowed = uint64_t{256} << 20;
     const int64_t width = claims.dataWindow->width(), height = claims.dataWindow->height();
-    const int64_t tileWidth = *claims.tileWidth, tileHeight = *claims.tileHeight;
-    if (tileWidth < 1 || tileHeight < 1)
-        damaged("its tiles have no size");
-    checkReadLimits(tileWidth, tileHeight, claims.pixelBytes);
-    const auto tilePixels = static_cast<uint64_t>(tileWidth * tileHeight);
-    if (tilePixels * std::max<uint64_t>(claims.pixelBytes, 1) > alwaysAllowed &&
-        tilePixels / 4 > static_cast<uint64_t>(width * height))
+    const auto blockPixels = static_cast<uint64_t>(blockWidth * blockHeight);
+    const auto pixels = static_cast<uint64_t>(width * height);
+    if (blockPixels * std::max<uint64_t>(claims.pixelBytes, 1) > alwaysAllowed &&
+        blockPixels / 4 > pixels)
         throw FileError(ERROR_IMAGE_TOO_LARGE,
-                        "it claims tiles of " + std::to_string(tileWidth) + " x " +
-                            std::to_string(tileHeight) + " pixels in a picture of " +
+                        "it claims blocks of " + std::to_string(blockWidth) + " x " +
+                            std::to_string(blockHeight) + " pixels of " +
+                            std::to_string(claims.pixelBytes) + " bytes in a picture of " +
                             std::to_string(width) + " x " + std::to_string(height));
-    checkChunks(parts(width, tileWidth) * parts(height, tileHeight), stream);
+    checkChunks(parts(width, blockWidth) * parts(height, blockHeight), stream);
+}
+
+void checkTiles(const Claims& claims, const ExrInputStream& stream)
+{
+    if (*claims.tileWidth < 1 || *claims.tileHeight < 1)
+        damaged("its tiles have no size");
+    checkReadLimits(*claims.tileWidth, *claims.tileHeight, claims.pixelBytes);
+    checkBlocks(claims, *claims.tileWidth, *claims.tileHeight, stream);
 }
 
 void check(const Claims& claims, const ExrInputStream& stream)
@@ -193,7 +246,7 @@ void check(const Claims& claims, const ExrInputStream& stream)
     if (claims.tileWidth)
         checkTiles(claims, stream);
     else
-        checkChunks(parts(box.height(), rowsOfChunk(claims.compression)), stream);
+        checkBlocks(claims, box.width(), rowsOfChunk(claims.compression), stream);
 }
 
 }

@@ -31,6 +31,19 @@ public:
         }
     }
 
+    /// The same for reading pixels with OpenEXR. A failure that one call has thrown may be kept and
+    /// thrown once more by the next one, which did all of its work: only what fails twice has
+    /// failed.
+    bool attemptToRead(const auto& work)
+    {
+        FirstFailure failure;
+        if (failure.attempt(work) || failure.attempt(work))
+            return true;
+        if (!m_failure)
+            m_failure = failure.m_failure;
+        return false;
+    }
+
     void throwIfAny() const
     {
         if (m_failure)

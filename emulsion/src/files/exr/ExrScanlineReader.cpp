@@ -54,7 +54,7 @@ int64_t ExrScanlineReader::rowsAtOnce(const Image& image) const
 void ExrScanlineReader::readRows(const Image& image, const ExrChannelPlan& plan,
                                  FirstFailure& failure)
 {
-    if (failure.attempt([&] { readWholeRows(image, plan); }))
+    if (failure.attemptToRead([&] { readWholeRows(image, plan); }))
         return;
     const int64_t middle = splitRow(image.bounds);
     if (middle <= image.bounds.y0 || middle >= image.bounds.y1)
@@ -86,9 +86,12 @@ void ExrScanlineReader::readWholeRows(const Image& image, const ExrChannelPlan& 
         Copy(&image, &whole.image);
         return;
     }
-    m_input.setFrameBuffer(plan.frameBuffer(image, m_part.flip()));
-    m_input.readPixels(m_part.fileRow(image.bounds.y1 - 1), m_part.fileRow(image.bounds.y0));
-    plan.copyRepeated(image);
+    if (plan.needsSlices()) // OpenEXR refuses to read nothing
+    {
+        m_input.setFrameBuffer(plan.frameBuffer(image, m_part.flip()));
+        m_input.readPixels(m_part.fileRow(image.bounds.y1 - 1), m_part.fileRow(image.bounds.y0));
+        plan.copyRepeated(image);
+    }
     for (const ExrChannelPlan::Subsampled& channel : plan.subsampled())
         readSubsampled(m_input, m_part, channel, image);
     if (!plan.colours().empty() && !m_wholeChroma)

@@ -31,6 +31,7 @@ public:
     /// pairs of the channel's bit and 0, 1, 2.
     const std::vector<std::pair<uint64_t, size_t>>& colours() const { return m_colours; }
 
+    bool needsSlices() const { return !m_direct.empty(); }
     bool needsMoreThanSlices() const { return !m_subsampled.empty() || !m_colours.empty(); }
 
     /// Places for what goes straight into the image's rows. Row f of the file is row `flip - f`.

@@ -50,6 +50,8 @@ UTIL::Rect ExrTiledReader::rectOf(const Tiles& tiles) const
 // of ours: a column of tiles on either side, a row above and below.
 void ExrTiledReader::readPlanned(const Image& image, const ExrChannelPlan& plan)
 {
+    if (!plan.needsSlices()) // OpenEXR refuses to read nothing
+        return;
     const Tiles all = tilesOf(image.bounds);
     const UTIL::Rect touched = rectOf(all);
     Tiles inner = all;
@@ -74,7 +76,7 @@ void ExrTiledReader::readPlanned(const Image& image, const ExrChannelPlan& plan)
 void ExrTiledReader::readTiles(const Image& image, const ExrChannelPlan& plan, const Tiles& tiles,
                                FirstFailure& failure)
 {
-    if (failure.attempt([&] { readBlock(image, plan, tiles); }))
+    if (failure.attemptToRead([&] { readBlock(image, plan, tiles); }))
         return;
     if (tiles.isOne())
     {
