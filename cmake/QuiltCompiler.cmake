@@ -41,7 +41,12 @@ elseif(QUILT_SANITIZE STREQUAL "thread")
 elseif(NOT QUILT_SANITIZE STREQUAL "")
   message(FATAL_ERROR "QUILT_SANITIZE is \"${QUILT_SANITIZE}\"; it may be empty, address or thread")
 endif()
-if(QUILT_SANITIZE STREQUAL "")
+if(QUILT_FUZZ)
+  # Everything of ours is watched by the fuzzer; only its programs bring its main function.
+  add_compile_options(-fsanitize=fuzzer-no-link,address,undefined -fno-sanitize-recover=undefined
+    -O1 -g -fno-omit-frame-pointer)
+  add_link_options(-fsanitize=address,undefined)
+elseif(QUILT_SANITIZE STREQUAL "")
   # A symbol that no library brings is found when a library is linked, not when it is loaded.
   add_link_options(LINKER:--no-undefined)
 endif()
