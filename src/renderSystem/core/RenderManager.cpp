@@ -14,6 +14,7 @@
 #include "private/ProfileRecorder.h"
 #include "private/RenderController.h"
 #include "private/RenderTask_Imp.h"
+#include "QUILT/CacheIDStream.h"
 
 namespace QUILT
 {
@@ -39,8 +40,10 @@ class RenderControllers
 public:
     RenderControllers()
     {
-        // Made first, so that it is there as long as the controllers are.
+        // What the pool's threads use is made first, so that it goes after they have stopped: the
+        // allocator, and the library behind the identities, which cleans up at exit, too.
         ImageAllocator::instance();
+        compressCacheID("");
     }
 
     ~RenderControllers()
