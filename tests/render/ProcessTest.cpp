@@ -1,3 +1,4 @@
+#include <atomic>
 #include <cstdlib>
 #include <filesystem>
 
@@ -71,11 +72,12 @@ constexpr char s_folderVariable[] = "QUILT_TEST_SWAP_FOLDER";
     RenderManager::setGlobalTileSize(64, 64);
     const auto isSwapping = [] { return livingCount(Private::Living::SwapFiles) > 20; };
     const Rect area(0, 0, 2048, 2048);
-    const auto leaf =
-        probe("leaf", {.region = area, .hook = [=](Operation operation) {
-                           if (operation == Operation::RenderRect && fromWorker && isSwapping())
-                               std::exit(0);
-                       }});
+    static std::atomic<bool> s_exiting{!fromWorker};
+    const auto exitOnce = [=](Operation operation) {
+        if (operation == Operation::RenderRect && isSwapping() && !s_exiting.exchange(true))
+            std::exit(0);
+    };
+    const auto leaf = probe("leaf", {.region = area, .hook = exitOnce});
     const auto top = probe("top", {.region = area, .inputs = {leaf}, .reach = 64});
     const RecorderPtr recorder(new Recorder);
     RenderManager::Render({{top, area, 1}}, recorder, nullptr, true,
