@@ -81,6 +81,8 @@ public:
 
     long getMemUsage();
     long getDiskUsage();
+    long getFileInMemUsage() const { return m_fileInMemUsage; }
+    long getPeakFileInMemUsage() const { return m_peakFileInMemUsage; }
     long getMaxMemUsage() const { return m_maxMemUsage; }
     long getMaxDiskUsage() const { return m_maxDiskUsage; }
 
