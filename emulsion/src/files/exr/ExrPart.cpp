@@ -169,7 +169,10 @@ void rethrowAsFileError(Error code)
     }
     catch (const Iex::BaseExc& error)
     {
+        // "Error reading pixel data from image file "name". Why.": ours says the first part itself.
         std::string why = error.what();
+        if (const size_t name = why.rfind("\". "); name != std::string::npos)
+            why.erase(0, name + 3);
         while (!why.empty() && (why.back() == '.' || why.back() == '\n'))
             why.pop_back();
         throw FileError(code, why);
