@@ -22,6 +22,32 @@ QUILT_API ref_ptr<RenderTask> createBackgroundColorTask(const std::string& name,
                                                         const Imath::Color4<float>& color,
                                                         ref_ptr<RenderTask> input);
 
+// Values, channel by channel; alpha is a channel like the others.
+
+/// Limits values: below `min` they become `min` if `clampMin`, then above `max` they become `max`
+/// if `clampMax`. NaN stays. With neither, this is `input` itself.
+QUILT_API ref_ptr<RenderTask> createClampTask(const std::string& name, float time,
+                                              const Imath::Color4<float>& min,
+                                              const Imath::Color4<float>& max, bool clampMin,
+                                              bool clampMax, ref_ptr<RenderTask> input);
+
+/// Splits values at a threshold: those at or above it become `high` if `replaceHigh`, those below
+/// it, and NaN, become `low` if `replaceLow`. The others stay.
+QUILT_API ref_ptr<RenderTask>
+createThresholdTask(const std::string& name, float time, const Imath::Color4<float>& threshold,
+                    bool replaceLow, const Imath::Color4<float>& low, bool replaceHigh,
+                    const Imath::Color4<float>& high, ref_ptr<RenderTask> input);
+
+/// (v - pivot) * contrast + pivot. A contrast of 1 in all channels gives `input` itself.
+QUILT_API ref_ptr<RenderTask> createContrastTask(const std::string& name, float time,
+                                                 const Imath::Color4<float>& contrast,
+                                                 const Imath::Color4<float>& pivot,
+                                                 ref_ptr<RenderTask> input);
+
+/// 1 / v; 0 gives 0.
+QUILT_API ref_ptr<RenderTask> createMultInverseTask(const std::string& name, float time,
+                                                    ref_ptr<RenderTask> input);
+
 // Colour spaces, by OpenColorIO. Such a task reads red, green and blue whatever is asked of it, and
 // defines alpha, 0 where the input has none. What OpenColorIO cannot do, an unknown colour space
 // for one, throws its exception when the task is described: when it becomes another task's input,

@@ -24,6 +24,7 @@ const std::vector<Operation>& operations()
         addTestOperations(table);
         addPixelOperations(table);
         addProceduralOperations(table);
+        addColorOperations(table);
         addCompOperations(table);
         return table;
     }();

@@ -65,5 +65,6 @@ void addTestOperations(std::vector<Operation>& table);
 void addPixelOperations(std::vector<Operation>& table);
 void addProceduralOperations(std::vector<Operation>& table);
 void addCompOperations(std::vector<Operation>& table);
+void addColorOperations(std::vector<Operation>& table);
 
 }

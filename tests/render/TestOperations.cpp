@@ -1,6 +1,5 @@
 #include <sstream>
 
-#include <EMULSION/Color.h>
 #include <EMULSION/ColorMatrix.h>
 #include <EMULSION/Premultiply.h>
 
@@ -142,31 +141,6 @@ ref_ptr<RenderTask> makeKernel(Random& random, const EMULSION::PixelOperationPtr
                                       operation->getName(), inputs[0], 0);
 }
 
-ref_ptr<RenderTask> makeContrast(Random& random, const Inputs& inputs)
-{
-    const Imath::Color4f contrast = randomColor(random), pivot = randomColor(random);
-    return makeKernel(random, EMULSION::makeContrastOperation(contrast, pivot),
-                      textOf(contrast, pivot), inputs);
-}
-
-ref_ptr<RenderTask> makeClamp(Random& random, const Inputs& inputs)
-{
-    const Imath::Color4f min = randomColor(random), max = randomColor(random);
-    const bool low = random.oneIn(2), high = random.oneIn(2);
-    return makeKernel(random, EMULSION::makeClampOperation(min, max, low, high),
-                      textOf(min, max, low, high), inputs);
-}
-
-ref_ptr<RenderTask> makeThreshold(Random& random, const Inputs& inputs)
-{
-    const Imath::Color4f threshold = randomColor(random), low = randomColor(random),
-                         high = randomColor(random);
-    const bool replaceLow = random.oneIn(2), replaceHigh = random.oneIn(2);
-    return makeKernel(
-        random, EMULSION::makeThresholdOperation(threshold, replaceLow, low, replaceHigh, high),
-        textOf(threshold, replaceLow, low, replaceHigh, high), inputs);
-}
-
 // A row of zeros loses its channel, any other makes it.
 ref_ptr<RenderTask> makeColorMatrix(Random& random, const Inputs& inputs)
 {
@@ -185,11 +159,6 @@ ref_ptr<RenderTask> makeColorMatrix(Random& random, const Inputs& inputs)
     }
     return makeKernel(random, EMULSION::makeColorMatrixOperation(matrix), textOf(text, lost),
                       inputs, made, lost);
-}
-
-ref_ptr<RenderTask> makeMultInverse(Random& random, const Inputs& inputs)
-{
-    return makeKernel(random, EMULSION::makeMultInverseOperation(), "", inputs);
 }
 
 ref_ptr<RenderTask> makePremultiply(Random& random, const Inputs& inputs)
@@ -224,11 +193,7 @@ void addTestOperations(std::vector<Operation>& table)
 void addPixelOperations(std::vector<Operation>& table)
 {
     table.insert(table.end(), {
-                                  {"Contrast", 1, makeContrast},
-                                  {"Clamp", 1, makeClamp},
-                                  {"Threshold", 1, makeThreshold},
                                   {"ColorMatrix", 1, makeColorMatrix},
-                                  {"MultInverse", 1, makeMultInverse},
                                   {"Premultiply", 1, makePremultiply},
                                   {"Unpremultiply", 1, makeUnpremultiply},
                               });
