@@ -36,8 +36,8 @@ EMULSION::Image Picture::image()
 
 const float* Picture::at(int64_t x, int64_t y) const
 {
-    return &pixels[static_cast<size_t>((y - bounds.y0) * bounds.width() + x - bounds.x0) *
-                   channelCount()];
+    return pixels.data() +
+           static_cast<size_t>((y - bounds.y0) * bounds.width() + x - bounds.x0) * channelCount();
 }
 
 std::string difference(const Picture& expected, const Picture& found)
