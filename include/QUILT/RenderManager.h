@@ -103,6 +103,11 @@ public:
     static long GetImageDiskUsage();
     static void printImageMemoryUsage(); ///< to standard error
 
+    /// The most bytes of pixels that were in memory at a time since the last resetStatistics, and
+    /// in swap files since the start of the process.
+    static long GetPeakImageMemoryBytes();
+    static long GetPeakImageDiskBytes();
+
     // The cache of finished tiles
 
     static bool getSpeculativeCachingEnable(); ///< true at the start

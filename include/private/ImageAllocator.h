@@ -85,6 +85,8 @@ public:
     long getPeakFileInMemUsage() const { return m_peakFileInMemUsage; }
     long getMaxMemUsage() const { return m_maxMemUsage; }
     long getMaxDiskUsage() const { return m_maxDiskUsage; }
+    long getPeakMemUsage() const { return m_peakMemUsage; }   ///< since resetStatistics
+    long getPeakDiskUsage() const { return m_peakDiskUsage; } ///< since the start
 
     /// Takes effect at the next reservation.
     void setMaxMemUsage(long bytes) { m_maxMemUsage = bytes; }

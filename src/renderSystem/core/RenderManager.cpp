@@ -157,6 +157,16 @@ long RenderManager::GetImageDiskUsage()
     return ImageAllocator::instance()->getDiskUsage() / (1 << 20);
 }
 
+long RenderManager::GetPeakImageMemoryBytes()
+{
+    return ImageAllocator::instance()->getPeakMemUsage();
+}
+
+long RenderManager::GetPeakImageDiskBytes()
+{
+    return ImageAllocator::instance()->getPeakDiskUsage();
+}
+
 void RenderManager::printImageMemoryUsage()
 {
     ImageAllocator::instance()->printMemUsage();
