@@ -71,6 +71,7 @@ struct ImageDescription
     bool isVolumeShadow = false;           ///< one whose header has the attribute "volumeShadow"
     bool isScanlineReadable = false;       ///< rows can be had in any order for their own cost
     std::vector<ImageLevel> levels;        ///< of a tiled picture, the full one first
+    std::vector<std::string> parts;        ///< the names of an OpenEXR file's parts, if it has any
     FileStamp stamp;                       ///< of the file when its header was read
 };
 

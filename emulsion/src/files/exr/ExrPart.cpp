@@ -122,6 +122,9 @@ void ExrPart::describe()
     m_flip = flipOf(head.displayWindow());
     description.dataRegion = flipped(head.dataWindow(), m_flip);
     description.displayRect = flipped(head.displayWindow(), m_flip);
+    for (int part = 0; part < m_file->parts(); ++part)
+        if (m_file->header(part).hasName())
+            description.parts.push_back(m_file->header(part).name());
     for (auto i = head.channels().begin(); i != head.channels().end(); ++i)
         description.channelNames.emplace_back(i.name());
     m_picture.luminanceChroma = canMakeColours(head.channels(), description.channelNames);
