@@ -1,0 +1,121 @@
+#include "OutputFiles.h"
+
+#include <map>
+#include <set>
+
+#include "Text.h"
+
+namespace QuiltTool
+{
+
+namespace
+{
+
+namespace fs = std::filesystem;
+
+struct FileParam
+{
+    std::string place; // JSON pointer
+    std::string owner; // for people
+    std::string file;
+};
+
+// One name for each file, whatever way leads to it.
+std::string canonical(const std::string& file)
+{
+    std::error_code error;
+    const fs::path path = fs::weakly_canonical(fs::absolute(file, error), error);
+    return error ? file : path.string();
+}
+
+// Of a picture that is read: without the part that may stand behind its name.
+std::string pathOf(const std::string& picture)
+{
+    return picture.substr(0, picture.find("?part="));
+}
+
+bool writesNothing(const Node& node)
+{
+    const auto writeFile = node.params.find("writeFile");
+    return writeFile != node.params.end() && *writeFile == false;
+}
+
+// What the outputs and the nodes that they need read or write at a frame.
+std::vector<FileParam> filesAt(const GraphFile& graph, int64_t frame, FileUse use)
+{
+    std::vector<FileParam> files;
+    const std::vector<bool> needed = graph.neededByOutputs();
+    for (size_t i = 0; i < graph.nodes.size(); ++i)
+    {
+        const Node& node = graph.nodes[i];
+        if (!needed[i] || (use == FileUse::Write && writesNothing(node)))
+            continue;
+        for (const auto& [param, file] :
+             graph.fileNames(node.operation->params, node.params, frame, use))
+            files.push_back(
+                {below(below(node.place, "params"), param), "node " + inQuotes(node.name), file});
+    }
+    if (use != FileUse::Write)
+        return files;
+    for (const Output& output : graph.outputs)
+        if (output.file)
+            files.push_back(
+                {below(output.place, "file"),
+                 output.place + " (node " + inQuotes(graph.nodes[output.node].name) + ")",
+                 resolved(withFrame(*output.file, frame), graph.folder)});
+    return files;
+}
+
+}
+
+void checkOutputFiles(const GraphFile& graph, const std::vector<int64_t>& frames)
+{
+    std::map<std::string, FileParam> writers; // by the file, of all frames
+    std::set<std::string> lines;
+    const std::string start = graph.path.string() + ": ";
+    for (const int64_t frame : frames)
+        for (const FileParam& writer : filesAt(graph, frame, FileUse::Write))
+        {
+            const auto [other, isNew] = writers.try_emplace(canonical(writer.file), writer);
+            if (!isNew && other->second.place != writer.place)
+                lines.insert(start + writer.place + ": " + inQuotes(writer.file) +
+                             " is written by " + other->second.owner + " and by " + writer.owner);
+        }
+    for (const int64_t frame : frames)
+        for (const FileParam& reader : filesAt(graph, frame, FileUse::Read))
+            if (const auto writer = writers.find(canonical(pathOf(reader.file)));
+                writer != writers.end())
+                lines.insert(start + writer->second.place + ": " + inQuotes(writer->second.file) +
+                             " is written by " + writer->second.owner + " and read by " +
+                             reader.owner);
+    if (!lines.empty())
+        throw UsageError(std::vector<std::string>(lines.begin(), lines.end()));
+}
+
+std::vector<std::string> picturesToRead(const GraphFile& graph, const std::vector<int64_t>& frames)
+{
+    std::vector<std::string> pictures;
+    std::set<std::string> seen;
+    for (const int64_t frame : frames)
+        for (const FileParam& reader : filesAt(graph, frame, FileUse::Read))
+            if (seen.insert(reader.file).second)
+                pictures.push_back(reader.file);
+    return pictures;
+}
+
+std::vector<std::string> overwrittenOutputs(const GraphFile& graph,
+                                            const std::vector<int64_t>& frames)
+{
+    std::vector<std::string> places;
+    if (frames.size() < 2)
+        return places;
+    const std::vector<FileParam> first = filesAt(graph, frames[0], FileUse::Write);
+    const std::vector<FileParam> second = filesAt(graph, frames[1], FileUse::Write);
+    for (size_t i = 0; i < first.size(); ++i)
+        // A movie takes all frames.
+        if (first[i].file == second[i].file && !first[i].file.ends_with(".avi"))
+            places.push_back(first[i].place);
+    return places;
+}
+
+}

@@ -1,0 +1,23 @@
+#pragma once
+
+#include <cstdint>
+#include <vector>
+
+#include "GraphFile.h"
+
+namespace QuiltTool
+{
+
+/// Refuses, before anything is rendered, what would destroy pictures: two outputs that write one
+/// file, and an output onto a picture that the graph reads at any of the frames. Throws UsageError
+/// that names the nodes.
+void checkOutputFiles(const GraphFile& graph, const std::vector<int64_t>& frames);
+
+/// The pictures that the outputs read at these frames, each once.
+std::vector<std::string> picturesToRead(const GraphFile& graph, const std::vector<int64_t>& frames);
+
+/// The outputs whose file is the same at each of several frames, by their places.
+std::vector<std::string> overwrittenOutputs(const GraphFile& graph,
+                                            const std::vector<int64_t>& frames);
+
+}
