@@ -6,6 +6,7 @@
 #include <ImathColor.h>
 
 #include "EMULSION/Image.h"
+#include "OnePixel.h"
 #include "Validation.h"
 
 // What operators of two images share, apart from the arithmetic of TwoInputs-inl.h.
@@ -60,6 +61,27 @@ void forEachPart(const UTIL::Rect& area, const Side& first, const Side& second, 
                 visit(part);
         }
     }
+}
+
+using Operator = void(const Image* output, const Image* a, const Image* b,
+                      const Imath::Color4f& backgroundA, const Imath::Color4f& backgroundB);
+using FlaggedOperator = void(const Image* output, const Image* a, const Image* b, bool flag,
+                             const Imath::Color4f& backgroundA, const Imath::Color4f& backgroundB);
+
+/// What an operator of two images makes of two colours.
+inline Imath::Color4f onTwoColors(Operator* combine, const Imath::Color4f& a,
+                                  const Imath::Color4f& b)
+{
+    return onOnePixel(
+        a, [&](const Image* output, const Image* input) { combine(output, input, nullptr, a, b); });
+}
+
+inline Imath::Color4f onTwoColors(FlaggedOperator* combine, const Imath::Color4f& a,
+                                  const Imath::Color4f& b, bool flag)
+{
+    return onOnePixel(a, [&](const Image* output, const Image* input) {
+        combine(output, input, nullptr, flag, a, b);
+    });
 }
 
 }

@@ -15,26 +15,188 @@ using QUILT::Test::forEachRandomCase;
 namespace
 {
 
+constexpr float s_nan = std::numeric_limits<float>::quiet_NaN();
+constexpr float s_infinity = std::numeric_limits<float>::infinity();
+
+enum Laws
+{
+    Commutes = 1,
+    Associates = 2 // between 0 and 1
+};
+
 struct OperatorCase
 {
-    const char* name;
+    const char* kernel;
+    const char* variant;
+    int laws;
     std::function<void(const Image* output, const Image* first, const Image* second,
                        const Color4f& backgroundFirst, const Color4f& backgroundSecond)>
         ofImages;
     std::function<Color4f(const Color4f& first, const Color4f& second)> ofColors;
+    std::function<double(double a, double b, double alphaA, double alphaB)> formula;
 };
 
 void PrintTo(const OperatorCase& tested, std::ostream* stream)
 {
-    *stream << tested.name;
+    *stream << tested.kernel << tested.variant;
+}
+
+double clamped(double alpha)
+{
+    return std::clamp(alpha, 0.0, 1.0);
 }
 
 const OperatorCase s_operators[] = {
-    {"Mix",
+    {"Mix", "", 0,
      [](auto output, auto first, auto second, const Color4f& a, const Color4f& b) {
          Mix(output, first, second, 0.3f, a, b);
      },
-     [](const Color4f& first, const Color4f& second) { return Mix(first, second, 0.3f); }},
+     [](const Color4f& first, const Color4f& second) { return Mix(first, second, 0.3f); },
+     [](double a, double b, double, double) { return a * 0.7 + b * 0.3; }},
+    {"Over", "", Associates,
+     [](auto output, auto first, auto second, const Color4f& a, const Color4f& b) {
+         Over(output, first, second, false, a, b);
+     },
+     [](const Color4f& first, const Color4f& second) { return Over(first, second, false); },
+     [](double a, double b, double alphaA, double) { return a + b * (1 - alphaA); }},
+    {"Over", "Clamped", Associates,
+     [](auto output, auto first, auto second, const Color4f& a, const Color4f& b) {
+         Over(output, first, second, true, a, b);
+     },
+     [](const Color4f& first, const Color4f& second) { return Over(first, second, true); },
+     [](double a, double b, double alphaA, double) { return a + b * (1 - clamped(alphaA)); }},
+    {"Atop", "", 0,
+     [](auto output, auto first, auto second, const Color4f& a, const Color4f& b) {
+         Atop(output, first, second, false, a, b);
+     },
+     [](const Color4f& first, const Color4f& second) { return Atop(first, second, false); },
+     [](double a, double b, double alphaA, double alphaB) {
+         return a * alphaB + b * (1 - alphaA);
+     }},
+    {"Atop", "Clamped", 0,
+     [](auto output, auto first, auto second, const Color4f& a, const Color4f& b) {
+         Atop(output, first, second, true, a, b);
+     },
+     [](const Color4f& first, const Color4f& second) { return Atop(first, second, true); },
+     [](double a, double b, double alphaA, double alphaB) {
+         return a * clamped(alphaB) + b * (1 - clamped(alphaA));
+     }},
+    {"In", "", Associates,
+     [](auto output, auto first, auto second, const Color4f& a, const Color4f& b) {
+         In(output, first, second, false, a, b);
+     },
+     [](const Color4f& first, const Color4f& second) { return In(first, second, false); },
+     [](double a, double, double, double alphaB) { return a * alphaB; }},
+    {"In", "Clamped", Associates,
+     [](auto output, auto first, auto second, const Color4f& a, const Color4f& b) {
+         In(output, first, second, true, a, b);
+     },
+     [](const Color4f& first, const Color4f& second) { return In(first, second, true); },
+     [](double a, double, double, double alphaB) { return a * clamped(alphaB); }},
+    {"Out", "", 0,
+     [](auto output, auto first, auto second, const Color4f& a, const Color4f& b) {
+         Out(output, first, second, false, a, b);
+     },
+     [](const Color4f& first, const Color4f& second) { return Out(first, second, false); },
+     [](double a, double, double, double alphaB) { return a * (1 - alphaB); }},
+    {"Out", "Clamped", 0,
+     [](auto output, auto first, auto second, const Color4f& a, const Color4f& b) {
+         Out(output, first, second, true, a, b);
+     },
+     [](const Color4f& first, const Color4f& second) { return Out(first, second, true); },
+     [](double a, double, double, double alphaB) { return a * (1 - clamped(alphaB)); }},
+    {"Screen", "", Commutes | Associates,
+     [](auto output, auto first, auto second, const Color4f& a, const Color4f& b) {
+         Screen(output, first, second, false, a, b);
+     },
+     [](const Color4f& first, const Color4f& second) { return Screen(first, second, false); },
+     [](double a, double b, double, double) { return a + b - a * b; }},
+    {"Screen", "MaxOutside", Commutes | Associates,
+     [](auto output, auto first, auto second, const Color4f& a, const Color4f& b) {
+         Screen(output, first, second, true, a, b);
+     },
+     [](const Color4f& first, const Color4f& second) { return Screen(first, second, true); },
+     [](double a, double b, double, double) {
+         return a < 0 || a > 1 || b < 0 || b > 1 ? std::max(a, b) : a + b - a * b;
+     }},
+    {"Max", "", Commutes | Associates,
+     [](auto output, auto first, auto second, const Color4f& a, const Color4f& b) {
+         Max(output, first, second, false, a, b);
+     },
+     [](const Color4f& first, const Color4f& second) { return Max(first, second, false); },
+     [](double a, double b, double, double) { return std::max(a, b); }},
+    {"Max", "ByMagnitude", Associates,
+     [](auto output, auto first, auto second, const Color4f& a, const Color4f& b) {
+         Max(output, first, second, true, a, b);
+     },
+     [](const Color4f& first, const Color4f& second) { return Max(first, second, true); },
+     [](double a, double b, double, double) { return std::abs(b) > std::abs(a) ? b : a; }},
+    {"Min", "", Commutes | Associates,
+     [](auto output, auto first, auto second, const Color4f& a, const Color4f& b) {
+         Min(output, first, second, false, a, b);
+     },
+     [](const Color4f& first, const Color4f& second) { return Min(first, second, false); },
+     [](double a, double b, double, double) { return std::min(a, b); }},
+    {"Min", "ByMagnitude", Associates,
+     [](auto output, auto first, auto second, const Color4f& a, const Color4f& b) {
+         Min(output, first, second, true, a, b);
+     },
+     [](const Color4f& first, const Color4f& second) { return Min(first, second, true); },
+     [](double a, double b, double, double) { return std::abs(b) < std::abs(a) ? b : a; }},
+    {"Add", "", Commutes | Associates,
+     [](auto output, auto first, auto second, const Color4f& a, const Color4f& b) {
+         Add(output, first, second, a, b);
+     },
+     [](const Color4f& first, const Color4f& second) { return Add(first, second); },
+     [](double a, double b, double, double) { return a + b; }},
+    {"Subtract", "", 0,
+     [](auto output, auto first, auto second, const Color4f& a, const Color4f& b) {
+         Subtract(output, first, second, a, b);
+     },
+     [](const Color4f& first, const Color4f& second) { return Subtract(first, second); },
+     [](double a, double b, double, double) { return a - b; }},
+    {"Average", "", Commutes,
+     [](auto output, auto first, auto second, const Color4f& a, const Color4f& b) {
+         Average(output, first, second, a, b);
+     },
+     [](const Color4f& first, const Color4f& second) { return Average(first, second); },
+     [](double a, double b, double, double) { return (a + b) / 2; }},
+    {"Difference", "", Commutes,
+     [](auto output, auto first, auto second, const Color4f& a, const Color4f& b) {
+         Difference(output, first, second, a, b);
+     },
+     [](const Color4f& first, const Color4f& second) { return Difference(first, second); },
+     [](double a, double b, double, double) { return std::abs(a - b); }},
+    {"Divide", "", 0,
+     [](auto output, auto first, auto second, const Color4f& a, const Color4f& b) {
+         Divide(output, first, second, a, b);
+     },
+     [](const Color4f& first, const Color4f& second) { return Divide(first, second); },
+     [](double a, double b, double, double) { return b == 0 ? a : a / b; }},
+    {"Multiply", "", Commutes | Associates,
+     [](auto output, auto first, auto second, const Color4f& a, const Color4f& b) {
+         Multiply(output, first, second, a, b);
+     },
+     [](const Color4f& first, const Color4f& second) { return Multiply(first, second); },
+     [](double a, double b, double, double) { return a * b; }},
+    {"Exclusion", "", Commutes | Associates,
+     [](auto output, auto first, auto second, const Color4f& a, const Color4f& b) {
+         Exclusion(output, first, second, a, b);
+     },
+     [](const Color4f& first, const Color4f& second) { return Exclusion(first, second); },
+     [](double a, double b, double, double) { return a + b - 2 * a * b; }},
+    {"Geometric", "", Commutes,
+     [](auto output, auto first, auto second, const Color4f& a, const Color4f& b) {
+         Geometric(output, first, second, a, b);
+     },
+     [](const Color4f& first, const Color4f& second) { return Geometric(first, second); },
+     [](double a, double b, double, double) { return std::sqrt(std::max(a * b, 0.0)); }},
+    {"Hypotenuse", "", Commutes | Associates,
+     [](auto output, auto first, auto second, const Color4f& a, const Color4f& b) {
+         Hypotenuse(output, first, second, a, b);
+     },
+     [](const Color4f& first, const Color4f& second) { return Hypotenuse(first, second); },
+     [](double a, double b, double, double) { return std::hypot(a, b); }},
 };
 
 class EveryOperator : public testing::TestWithParam<OperatorCase>
@@ -76,7 +238,7 @@ TEST_P(EveryOperator, GivesTheBitsOfItsColorFormWhereverTheImagesLie)
     {
         SCOPED_TRACE(target);
         const SimdScope scope(target);
-        forEachRandomCase(400, [&](Random& random) {
+        forEachRandomCase(150, [&](Random& random) {
             const auto anyMask = [&] { return static_cast<uint64_t>(random.between(0, 15)); };
             const Rect bounds = randomRect(random);
             TestImage output(random, anyMask(), bounds);
@@ -110,6 +272,40 @@ TEST_P(EveryOperator, GivesTheBitsOfItsColorFormWhereverTheImagesLie)
     }
 }
 
+TEST_P(EveryOperator, FollowsItsFormulaAndItsLaws)
+{
+    const OperatorCase& op = GetParam();
+    const auto near = [](double found, double expected) {
+        return std::abs(found - expected) <= 1e-6 * std::max(20.0, std::abs(expected));
+    };
+    forEachRandomCase(2000, [&](Random& random) {
+        const auto color = [&](int64_t lowest, int64_t highest) {
+            Color4f result;
+            for (int i = 0; i < 4; ++i)
+                result[i] = random.oneIn(8) ? float(random.between(0, 1))
+                                            : float(random.between(lowest, highest)) / 1000.0f;
+            return result;
+        };
+        const Color4f a = color(-4000, 4000), b = color(-4000, 4000);
+        const Color4f result = op.ofColors(a, b);
+        for (int i = 0; i < 4; ++i)
+            ASSERT_TRUE(near(result[i], op.formula(a[i], b[i], a.a, b.a)))
+                << a << " with " << b << " gives " << result;
+        if (op.laws & Commutes)
+        {
+            ASSERT_EQ(result, op.ofColors(b, a)) << a << " with " << b;
+        }
+        if (op.laws & Associates)
+        {
+            const Color4f x = color(0, 1000), y = color(0, 1000), z = color(0, 1000);
+            const Color4f left = op.ofColors(op.ofColors(x, y), z);
+            const Color4f right = op.ofColors(x, op.ofColors(y, z));
+            for (int i = 0; i < 4; ++i)
+                ASSERT_TRUE(near(left[i], right[i])) << x << ' ' << y << ' ' << z;
+        }
+    });
+}
+
 TEST_P(EveryOperator, RefusesWhatItCannotWorkOn)
 {
     Random random(1);
@@ -119,7 +315,7 @@ TEST_P(EveryOperator, RefusesWhatItCannotWorkOn)
     const auto expectRefusal = [&](const Image* to, const Image* first, const Image* second,
                                    Error code, const std::string& text) {
         GetParam().ofImages(to, first, second, color, color);
-        expectError(code, GetParam().name + (": " + text));
+        expectError(code, GetParam().kernel + (": " + text));
         EXPECT_TRUE(sameBits(output.floats(), untouched));
     };
     expectRefusal(nullptr, &bad.image, &bad.image, ERROR_INVALID_ARGUMENT, "the output is null");
@@ -129,14 +325,34 @@ TEST_P(EveryOperator, RefusesWhatItCannotWorkOn)
     expectRefusal(&output.image, &bad.image, nullptr, ERROR_INVALID_CHANNELS, "the input");
 }
 
-INSTANTIATE_TEST_SUITE_P(All, EveryOperator, testing::ValuesIn(s_operators),
-                         [](const auto& info) { return std::string(info.param.name); });
+INSTANTIATE_TEST_SUITE_P(All, EveryOperator, testing::ValuesIn(s_operators), [](const auto& info) {
+    return std::string(info.param.kernel) + info.param.variant;
+});
 
 TEST(Mix, WeighsItsSides)
 {
     EXPECT_EQ(Mix(Color4f(1, 2, -4, 0), Color4f(5, 2, 4, 1), 0.25f), Color4f(2, 2, -2, 0.25f));
     EXPECT_EQ(Mix(Color4f(1, 0, 0, 0), Color4f(3, 0, 0, 0), 2.0f).r, 5);
-    EXPECT_TRUE(std::isnan(
-        Mix(Color4f(std::numeric_limits<float>::infinity(), 0, 0, 0), Color4f(0, 0, 0, 0), 1.0f)
-            .r));
+    EXPECT_TRUE(std::isnan(Mix(Color4f(s_infinity, 0, 0, 0), Color4f(0, 0, 0, 0), 1.0f).r));
+}
+
+TEST(CompositeOperators, TreatExceptionalValuesAsDocumented)
+{
+    const Color4f odd(s_nan, 2, -3, 0), even(1, s_nan, 3, -0.0f);
+    EXPECT_EQ(Max(odd, even, false), Color4f(1, 2, 3, 0));
+    EXPECT_EQ(Max(odd, even, true), Color4f(1, 2, -3, 0));
+    EXPECT_EQ(Min(even, odd, false), Color4f(1, 2, -3, 0));
+    EXPECT_EQ(Min(even, odd, true), Color4f(1, 2, 3, 0));
+    EXPECT_EQ(Screen(odd, even, true).g, 2);
+    EXPECT_TRUE(std::isnan(Screen(odd, even, true).r));
+    const Color4f over(0.5f, 0, 0, s_nan), below(1, 2, s_infinity, 1);
+    EXPECT_EQ(Over(over, below, true).r, 1.5f);
+    EXPECT_TRUE(std::isnan(Over(over, below, false).r));
+    EXPECT_EQ(Out(below, over, true), below);
+    EXPECT_EQ(In(Color4f(1, 2, 3, 4), over, true), Color4f(0, 0, 0, 0));
+    EXPECT_EQ(Divide(Color4f(4, -5, s_infinity, 0), Color4f(0, -0.0f, 0, 0)),
+              Color4f(4, -5, s_infinity, 0));
+    EXPECT_EQ(Geometric(Color4f(-2, -8, 0, 1), Color4f(2, -2, 5, s_infinity)),
+              Color4f(0, 4, 0, s_infinity));
+    EXPECT_FALSE(std::signbit(Difference(Color4f(-0.0f, 0, 0, 0), Color4f(0, 0, 0, 0)).r));
 }

@@ -83,6 +83,14 @@ const OperationCase s_operations[] = {
          return perChannel(p,
                            [](double v, int i) { return v >= s_quarters[i] ? s_highest[i] : v; });
      }},
+    {"CleanupClamp", [] { return makeCleanupClampOperation(false); },
+     [](const Pixel& p) {
+         return perChannel(p, [](double v, int i) { return std::clamp(v, 0.0, i == 3 ? 1 : 1e9); });
+     }},
+    {"CleanupClampNegative", [] { return makeCleanupClampOperation(true); },
+     [](const Pixel& p) {
+         return Pixel{p[0], p[1], p[2], std::clamp(p[3], 0.0, 1.0)};
+     }},
     {"MultInverse", [] { return makeMultInverseOperation(); },
      [](const Pixel& p) {
          return perChannel(p, [](double v, int) { return v == 0 ? 0 : 1 / v; });
@@ -231,6 +239,8 @@ TEST(PixelOperations, TreatExceptionalValuesAsDocumented)
     EXPECT_EQ(Color4f(0, out.g, out.b, out.a), Color4f(0, 0.5f, 0.25f, 1e-45f));
     out = Threshold(odd, Color4f(0, 0, 0, 0), true, Color4f(7, 7, 7, 7), false, odd);
     EXPECT_EQ(out, Color4f(7, s_infinity, 0, 1e-45f));
+    CleanupClampColor(out, Color4f(s_nan, s_infinity, -1, s_infinity), true);
+    EXPECT_EQ(out, Color4f(0, 0, -1, 0));
     MultInverseColor(out, odd);
     EXPECT_EQ(Color4f(0, out.g, out.b, out.a), Color4f(0, 0, 0, s_infinity));
     EXPECT_FALSE(std::signbit(out.b));

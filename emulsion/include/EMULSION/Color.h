@@ -57,4 +57,12 @@ EMULSION_API void MultInverse(const Image* output, const Image* input);
 EMULSION_API void MultInverseColor(Imath::Color4f& out, const Imath::Color4f& color);
 EMULSION_API PixelOperationPtr makeMultInverseOperation();
 
+/// Takes out what no picture should hold: NaN and infinities become 0, alpha is clamped to 0..1,
+/// and negative colours become 0 unless `keepNegative`. That is for wide-gamut colours, which a
+/// composite may rightly hold; what is negative behind a filter is ringing.
+EMULSION_API void CleanupClamp(const Image* output, const Image* input, bool keepNegative);
+EMULSION_API void CleanupClampColor(Imath::Color4f& out, const Imath::Color4f& color,
+                                    bool keepNegative);
+EMULSION_API PixelOperationPtr makeCleanupClampOperation(bool keepNegative);
+
 }

@@ -17,8 +17,8 @@ namespace EMULSION
 //    written then.
 //  - on two colours.
 //
-// Arithmetic is IEEE single precision in the order written. All of them are safe from any thread at
-// once.
+// Arithmetic is IEEE single precision in the order written; a comparison with NaN is false. All of
+// them are safe from any thread at once.
 
 /// first * (1 - mix) + second * mix, each channel by itself, with any `mix`.
 EMULSION_API void Mix(const Image* output, const Image* first, const Image* second, float mix,
@@ -26,5 +26,100 @@ EMULSION_API void Mix(const Image* output, const Image* first, const Image* seco
                       const Imath::Color4f& backgroundSecond);
 EMULSION_API Imath::Color4f Mix(const Imath::Color4f& first, const Imath::Color4f& second,
                                 float mix);
+
+// The operators of compositing, on premultiplied pixels; the first four are those of T. Porter and
+// T. Duff, "Compositing Digital Images", 1984. A and B are the values of one channel, alphaA and
+// alphaB those of alpha; alpha itself goes through the same formula. "Without A" means a colour of
+// zero in its place: what is said of it holds but for the sign of zero, and where the other side is
+// neither infinite nor NaN.
+
+/// A + B (1 - alphaA).
+///
+/// With `clampAlpha` alpha counts as a weight clamped to 0..1, NaN as 0, so that the overshoot of a
+/// filter does not turn the layer below negative. Without A this is B, without B it is A.
+EMULSION_API void Over(const Image* output, const Image* a, const Image* b, bool clampAlpha,
+                       const Imath::Color4f& backgroundA, const Imath::Color4f& backgroundB);
+EMULSION_API Imath::Color4f Over(const Imath::Color4f& a, const Imath::Color4f& b, bool clampAlpha);
+
+/// A alphaB + B (1 - alphaA), with `clampAlpha` as for Over. Without A this is B, without B it is
+/// 0.
+EMULSION_API void Atop(const Image* output, const Image* a, const Image* b, bool clampAlpha,
+                       const Imath::Color4f& backgroundA, const Imath::Color4f& backgroundB);
+EMULSION_API Imath::Color4f Atop(const Imath::Color4f& a, const Imath::Color4f& b, bool clampAlpha);
+
+/// A alphaB, with `clampAlpha` as for Over. Without A or B this is 0.
+EMULSION_API void In(const Image* output, const Image* a, const Image* b, bool clampAlpha,
+                     const Imath::Color4f& backgroundA, const Imath::Color4f& backgroundB);
+EMULSION_API Imath::Color4f In(const Imath::Color4f& a, const Imath::Color4f& b, bool clampAlpha);
+
+/// A (1 - alphaB), with `clampAlpha` as for Over. Without A this is 0, without B it is A.
+EMULSION_API void Out(const Image* output, const Image* a, const Image* b, bool clampAlpha,
+                      const Imath::Color4f& backgroundA, const Imath::Color4f& backgroundB);
+EMULSION_API Imath::Color4f Out(const Imath::Color4f& a, const Imath::Color4f& b, bool clampAlpha);
+
+/// A + B - A B. With `maxOutside` it is the larger of A and B, as by Max, where one of them is
+/// outside 0..1. Without A this is B, without B it is A; with `maxOutside` only where the other
+/// side is not negative.
+EMULSION_API void Screen(const Image* output, const Image* a, const Image* b, bool maxOutside,
+                         const Imath::Color4f& backgroundA, const Imath::Color4f& backgroundB);
+EMULSION_API Imath::Color4f Screen(const Imath::Color4f& a, const Imath::Color4f& b,
+                                   bool maxOutside);
+
+/// The larger of A and B, or where one is NaN the other; the larger in magnitude with
+/// `byMagnitude`. A where they are equal.
+EMULSION_API void Max(const Image* output, const Image* a, const Image* b, bool byMagnitude,
+                      const Imath::Color4f& backgroundA, const Imath::Color4f& backgroundB);
+EMULSION_API Imath::Color4f Max(const Imath::Color4f& a, const Imath::Color4f& b, bool byMagnitude);
+
+/// The smaller of A and B, or where one is NaN the other; the smaller in magnitude with
+/// `byMagnitude`. A where they are equal.
+EMULSION_API void Min(const Image* output, const Image* a, const Image* b, bool byMagnitude,
+                      const Imath::Color4f& backgroundA, const Imath::Color4f& backgroundB);
+EMULSION_API Imath::Color4f Min(const Imath::Color4f& a, const Imath::Color4f& b, bool byMagnitude);
+
+/// A + B. Without A this is B, without B it is A.
+EMULSION_API void Add(const Image* output, const Image* a, const Image* b,
+                      const Imath::Color4f& backgroundA, const Imath::Color4f& backgroundB);
+EMULSION_API Imath::Color4f Add(const Imath::Color4f& a, const Imath::Color4f& b);
+
+/// A - B.
+EMULSION_API void Subtract(const Image* output, const Image* a, const Image* b,
+                           const Imath::Color4f& backgroundA, const Imath::Color4f& backgroundB);
+EMULSION_API Imath::Color4f Subtract(const Imath::Color4f& a, const Imath::Color4f& b);
+
+/// (A + B) / 2.
+EMULSION_API void Average(const Image* output, const Image* a, const Image* b,
+                          const Imath::Color4f& backgroundA, const Imath::Color4f& backgroundB);
+EMULSION_API Imath::Color4f Average(const Imath::Color4f& a, const Imath::Color4f& b);
+
+/// |A - B|.
+EMULSION_API void Difference(const Image* output, const Image* a, const Image* b,
+                             const Imath::Color4f& backgroundA, const Imath::Color4f& backgroundB);
+EMULSION_API Imath::Color4f Difference(const Imath::Color4f& a, const Imath::Color4f& b);
+
+/// A / B, and A where B is 0. Without A this is 0, without B it is A.
+EMULSION_API void Divide(const Image* output, const Image* a, const Image* b,
+                         const Imath::Color4f& backgroundA, const Imath::Color4f& backgroundB);
+EMULSION_API Imath::Color4f Divide(const Imath::Color4f& a, const Imath::Color4f& b);
+
+/// A B. Without A or B this is 0.
+EMULSION_API void Multiply(const Image* output, const Image* a, const Image* b,
+                           const Imath::Color4f& backgroundA, const Imath::Color4f& backgroundB);
+EMULSION_API Imath::Color4f Multiply(const Imath::Color4f& a, const Imath::Color4f& b);
+
+/// A + B - 2 A B. Without A this is B, without B it is A.
+EMULSION_API void Exclusion(const Image* output, const Image* a, const Image* b,
+                            const Imath::Color4f& backgroundA, const Imath::Color4f& backgroundB);
+EMULSION_API Imath::Color4f Exclusion(const Imath::Color4f& a, const Imath::Color4f& b);
+
+/// The geometric mean: the square root of A B, 0 where that is negative.
+EMULSION_API void Geometric(const Image* output, const Image* a, const Image* b,
+                            const Imath::Color4f& backgroundA, const Imath::Color4f& backgroundB);
+EMULSION_API Imath::Color4f Geometric(const Imath::Color4f& a, const Imath::Color4f& b);
+
+/// The square root of A^2 + B^2.
+EMULSION_API void Hypotenuse(const Image* output, const Image* a, const Image* b,
+                             const Imath::Color4f& backgroundA, const Imath::Color4f& backgroundB);
+EMULSION_API Imath::Color4f Hypotenuse(const Imath::Color4f& a, const Imath::Color4f& b);
 
 }
