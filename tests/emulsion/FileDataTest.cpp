@@ -113,22 +113,22 @@ TEST_F(FileData, HoldsTheSamePictureInEveryForm)
     const std::vector<float> opaque = pixels("rgb-noalpha.exr"), depth = pixels("depth.exr");
     for (size_t i = 3; i < opaque.size(); i += 4)
         ASSERT_EQ(opaque[i], 1);
-    EXPECT_EQ(depth[179 * 320], 1); // the upper left
+    EXPECT_EQ(depth[size_t{179} * 320], 1); // the upper left
     EXPECT_EQ(depth[319], 100);     // the lower right
 }
 
 TEST_F(FileData, IsMissingWhereAFileWasCutShort)
 {
-    std::vector<float> floats(320 * 180 * 4, -7);
+    std::vector<float> floats(size_t{320} * 180 * 4, -7);
     Image image;
     image.channels = 15;
     image.bounds = Rect(0, 0, 320, 180);
-    image.rowBytes = 320 * 16;
+    image.rowBytes = uint64_t{320} * 16;
     image.pixelPtr = floats.data();
     const auto function = createReadImageFunction(path("truncated.exr").c_str(), {});
     ASSERT_TRUE(function) << GetErrorMessage();
     (*function)(&image);
     expectError(ERROR_FILE_FORMAT, path("truncated.exr") + "\" failed: the file ends at byte");
     EXPECT_EQ(floats[0], 0);
-    EXPECT_NE(floats[(179 * 320 + 160) * 4], 0);
+    EXPECT_NE(floats[(size_t{179} * 320 + 160) * 4], 0);
 }

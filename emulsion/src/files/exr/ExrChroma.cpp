@@ -9,6 +9,7 @@
 #include <ImfStandardAttributes.h>
 
 #include "files/ChannelNames.h"
+#include "files/exr/SliceBase.h"
 #include "Rows.h"
 
 namespace EMULSION::Private
@@ -18,13 +19,6 @@ namespace
 {
 
 using Imf::Rgba;
-
-char* placeOf(const void* first, int64_t x, int64_t xStride, int64_t y, int64_t yStride)
-{
-    return reinterpret_cast<char*>(reinterpret_cast<uintptr_t>(first) -
-                                   static_cast<uint64_t>(x * xStride) -
-                                   static_cast<uint64_t>(y * yStride));
-}
 
 // Rows of half pixels of a part, with room for what the horizontal filter needs on both sides. Red
 // and blue hold the chroma, green the luminance.
@@ -61,19 +55,17 @@ private:
     {
         const auto& names = part.picture().description.channelNames;
         const auto found = findLuminanceChroma(names).value();
-        const int64_t pixel = sizeof(Rgba), line = m_stride * pixel;
+        const size_t pixel = sizeof(Rgba), line = static_cast<size_t>(m_stride) * pixel;
         const auto base = [&](const void* place) {
-            return placeOf(place, m_window.min.x, pixel, m_first, line);
+            return sliceBase(place, m_window.min.x, pixel, m_first, line);
         };
         Rgba* const start = m_pixels.data() + s_pad;
-        const auto full = [](int64_t stride) { return static_cast<size_t>(stride); };
         Imf::FrameBuffer buffer;
-        buffer.insert(names[found[0]],
-                      Imf::Slice(Imf::HALF, base(&start->g), full(pixel), full(line)));
-        buffer.insert(names[found[1]], Imf::Slice(Imf::HALF, base(&start->r), full(2 * pixel),
-                                                  full(2 * line), 2, 2));
-        buffer.insert(names[found[2]], Imf::Slice(Imf::HALF, base(&start->b), full(2 * pixel),
-                                                  full(2 * line), 2, 2));
+        buffer.insert(names[found[0]], Imf::Slice(Imf::HALF, base(&start->g), pixel, line));
+        buffer.insert(names[found[1]],
+                      Imf::Slice(Imf::HALF, base(&start->r), 2 * pixel, 2 * line, 2, 2));
+        buffer.insert(names[found[2]],
+                      Imf::Slice(Imf::HALF, base(&start->b), 2 * pixel, 2 * line, 2, 2));
         input.setFrameBuffer(buffer);
         input.readPixels(m_first, last);
     }
@@ -138,13 +130,13 @@ void readSubsampled(Imf::InputPart& input, const ExrPart& part,
     const int firstRow = Imath::divp(top, yStep), firstColumn = Imath::divp(left, xStep);
     const int64_t samples = (image.bounds.width() - 1) / xStep + 1;
     const int64_t lines = Imath::divp(bottom, yStep) - firstRow + 1;
-    const int64_t line = samples * static_cast<int64_t>(sizeof(float));
+    const size_t line = static_cast<size_t>(samples) * sizeof(float);
     std::vector<float> values(static_cast<size_t>(samples * lines));
     Imf::FrameBuffer buffer;
     buffer.insert(channel.name,
                   Imf::Slice(Imf::FLOAT,
-                             placeOf(values.data(), firstColumn, sizeof(float), firstRow, line),
-                             sizeof(float), static_cast<size_t>(line), xStep, yStep));
+                             sliceBase(values.data(), firstColumn, sizeof(float), firstRow, line),
+                             sizeof(float), line, xStep, yStep));
     input.setFrameBuffer(buffer);
     input.readPixels(firstRow * yStep, bottom);
     for (int f = top; f <= bottom; ++f)

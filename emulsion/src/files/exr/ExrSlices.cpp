@@ -1,11 +1,11 @@
 #include "files/exr/ExrSlices.h"
 
 #include <algorithm>
-#include <cstdint>
 
 #include <ImfChannelList.h>
 
 #include "EMULSION/Plumbing.h"
+#include "files/exr/SliceBase.h"
 #include "Rows.h"
 
 namespace EMULSION::Private
@@ -70,18 +70,16 @@ void ExrChannelPlan::planFile(const ExrPart& part, uint64_t channel, const std::
 
 Imf::FrameBuffer ExrChannelPlan::frameBuffer(const Image& image, int64_t flip) const
 {
-    // A slice's base is where pixel (0, 0) of the file would be, far from our memory perhaps.
-    const uint64_t pixelSize = pixelBytes(image.channels);
-    const uint64_t base = reinterpret_cast<uintptr_t>(image.pixelPtr) +
-                          static_cast<uint64_t>(flip - image.bounds.y0) * image.rowBytes -
-                          static_cast<uint64_t>(image.bounds.x0) * pixelSize;
+    const int64_t top = flip - (image.bounds.y1 - 1);
     Imf::FrameBuffer buffer;
     for (const Direct& direct : m_direct)
     {
-        const int64_t index = channelIndex(image.channels, direct.channel);
-        const uint64_t at = base + static_cast<uint64_t>(index) * sizeof(float);
-        buffer.insert(direct.name, Imf::Slice(Imf::FLOAT, reinterpret_cast<char*>(at), pixelSize,
-                                              0 - image.rowBytes, 1, 1, direct.fill));
+        const float* const corner = pixelOf(image, image.bounds.x0, image.bounds.y1 - 1) +
+                                    channelIndex(image.channels, direct.channel);
+        const uint64_t xStride = pixelBytes(image.channels), yStride = 0 - image.rowBytes;
+        char* const base = sliceBase(corner, image.bounds.x0, xStride, top, yStride);
+        buffer.insert(direct.name,
+                      Imf::Slice(Imf::FLOAT, base, xStride, yStride, 1, 1, direct.fill));
     }
     return buffer;
 }

@@ -1,6 +1,7 @@
 #include "files/exr/PackedRows.h"
 
 #include "EMULSION/Plumbing.h"
+#include "files/exr/SliceBase.h"
 #include "files/HalfRows.h"
 #include "files/OwnedImage.h"
 
@@ -14,10 +15,7 @@ namespace
 Imf::Slice sliceFrom(Imf::PixelType type, const void* start, const Imath::V2i& first,
                      uint64_t xStride, uint64_t yStride)
 {
-    const uint64_t base = reinterpret_cast<uintptr_t>(start) -
-                          static_cast<uint64_t>(int64_t{first.x}) * xStride -
-                          static_cast<uint64_t>(int64_t{first.y}) * yStride;
-    return Imf::Slice(type, reinterpret_cast<char*>(base), xStride, yStride);
+    return Imf::Slice(type, sliceBase(start, first.x, xStride, first.y, yStride), xStride, yStride);
 }
 
 }
