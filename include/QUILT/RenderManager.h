@@ -52,7 +52,8 @@ public:
     ///
     /// The task objects serve this one render. The graph stays alive until the render's last job
     /// has ended, also after a cancellation. Not to be called from an observer with `async` false,
-    /// nor from that of a render that was started so. The prioritizer is not called.
+    /// nor from that of a render that was started so. With several outputs it puts a task in front
+    /// of each, and belongs on the thread that builds graphs. The prioritizer is not called.
     static void Render(const std::vector<RenderDescription>& outputs,
                        ref_ptr<RenderObserver> observer, ref_ptr<OutputTilePrioritizer> prioritizer,
                        bool async, RenderType type);
@@ -135,8 +136,8 @@ public:
     // Settings
 
     /// The size of the tiles of all tasks that do not render in full frame, in pixels; 256 x 256 at
-    /// the start. Waits for the render of type 0 first; a size below 1 then fails an assertion and
-    /// changes nothing.
+    /// the start. Waits for the render of type 0 first; others keep the size with which they began.
+    /// A size below 1 then fails an assertion and changes nothing.
     static void setGlobalTileSize(long xTileSize, long yTileSize);
     static long getGlobalTileWidth();
     static long getGlobalTileHeight();

@@ -174,7 +174,14 @@ private:
     void computeOutputDescription();
     UTIL::Region computeOutputDataRegion();
 
-    void countConsumers();
+    struct TileSize
+    {
+        int width = 0;
+        int height = 0;
+    };
+
+    static TileSize globalTileSize();
+    void countConsumers(const TileSize& tileSize);
     void collapse();
     static void mergeRuns(const std::vector<RenderTask_Imp*>& chain);
     void describeAsOutput(const RenderDescription& output);
@@ -213,6 +220,7 @@ private:
     size_t m_finishedConsumerCount = 0;
     bool m_outputsCounted = false;
     bool m_collapseVisited = false;
+    TileSize m_tileSize;                  // of this render's grid, once there is one
     size_t m_finalRenderTaskID = 0;       // of an output task
     unsigned long m_requiredChannels = 0; // what the consumers want
 

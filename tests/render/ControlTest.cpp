@@ -10,7 +10,9 @@
 #include "private/JobMgr.h"
 #include "render/Probe.h"
 #include "render/Recorder.h"
+#include "support/Render.h"
 #include "support/Rest.h"
+#include "support/Tasks.h"
 
 using namespace QUILT;
 using namespace QUILT::Test;
@@ -152,6 +154,30 @@ TEST_F(ControlTest, ACancelledRenderLeavesAtOnce)
     EXPECT_EQ(recorder->count("finished"), 0u);
     RenderManager::setRenderThreads(0);
     EXPECT_EQ(RenderManager::getRenderThreads(), 1);
+}
+
+// A change waits for renders of the first type only.
+TEST_F(ControlTest, ARenderKeepsItsTileSize)
+{
+    std::latch entered{1}, released{1};
+    const auto leaf = probe("leaf", {.hook = [&](Operation operation) {
+                                if (operation == Operation::PreRender)
+                                {
+                                    entered.count_down();
+                                    released.wait();
+                                }
+                            }});
+    const ref_ptr<RenderTask> pattern(new PatternTask("pattern", {s_square, 1, {0, 0, 0, 0}, 4}));
+    const auto top = probe("top", {.inputs = {pattern, leaf}, .reach = 3, .channels = 1});
+    Picture picture;
+    std::thread other([&] { picture = render(top, s_square, s_types[1]); });
+    entered.wait();
+    RenderManager::setGlobalTileSize(24, 40);
+    released.count_down();
+    other.join();
+    for (int64_t y = 0; y < 64; ++y)
+        for (int64_t x = 0; x < 64; ++x)
+            ASSERT_EQ(*picture.at(x, y), patternAt(x, y, 0, 4)) << x << ',' << y;
 }
 
 TEST_F(ControlTest, WavesKeepTheOrderOfSubmission)

@@ -21,8 +21,9 @@ size_t RenderTask_Imp::setUpRender(const std::vector<RenderDescription>& outputs
                                    std::vector<ref_ptr<Tile>>& readyTiles,
                                    std::vector<FinalTile>& finalTiles)
 {
+    const TileSize tileSize = globalTileSize();
     for (const RenderDescription& output : outputs)
-        of(*output.task).countConsumers();
+        of(*output.task).countConsumers(tileSize);
 
     RenderManager::debugStream() << ">>>>>> Collapsing in place ops...\n";
     if (InPlaceTask::isCollapsing())
@@ -48,7 +49,8 @@ size_t RenderTask_Imp::setUpRender(const std::vector<RenderDescription>& outputs
 }
 
 // Each edge counts once, also where a task uses an input twice; each task's edges are walked once.
-void RenderTask_Imp::countConsumers()
+// All tasks get the same grid, and keep it if the global tile size changes while they render.
+void RenderTask_Imp::countConsumers(const TileSize& tileSize)
 {
     std::vector<RenderTask_Imp*> open{this};
     while (!open.empty())
@@ -58,6 +60,7 @@ void RenderTask_Imp::countConsumers()
         if (task.m_outputsCounted)
             continue;
         task.m_outputsCounted = true;
+        task.m_tileSize = tileSize;
         for (const ref_ptr<RenderTask>& inputTask : task.m_inputTasks)
         {
             ++of(*inputTask).m_outputTaskCount;
@@ -246,25 +249,27 @@ size_t RenderTask_Imp::getFinalRenderTaskID() const
     return m_finalRenderTaskID;
 }
 
-namespace
-{
-
 // Tiles have sizes of 32 bits; a larger one makes no difference to a grid of 16-bit indices.
-int tileSize(long globalSize)
+RenderTask_Imp::TileSize RenderTask_Imp::globalTileSize()
 {
-    return static_cast<int>(std::min<long>(globalSize, std::numeric_limits<int>::max()));
-}
-
+    const auto size = [](long globalSize) {
+        return static_cast<int>(std::min<long>(globalSize, std::numeric_limits<int>::max()));
+    };
+    return {size(RenderManager::getGlobalTileWidth()), size(RenderManager::getGlobalTileHeight())};
 }
 
 int RenderTask_Imp::getTileWidth() const
 {
-    return m_switches.renderFullFrame ? -1 : tileSize(RenderManager::getGlobalTileWidth());
+    if (m_switches.renderFullFrame)
+        return -1;
+    return m_tileSize.width > 0 ? m_tileSize.width : globalTileSize().width;
 }
 
 int RenderTask_Imp::getTileHeight() const
 {
-    return m_switches.renderFullFrame ? -1 : tileSize(RenderManager::getGlobalTileHeight());
+    if (m_switches.renderFullFrame)
+        return -1;
+    return m_tileSize.height > 0 ? m_tileSize.height : globalTileSize().height;
 }
 
 namespace
