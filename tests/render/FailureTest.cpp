@@ -87,6 +87,7 @@ protected:
     {
         RenderManager::SetPollPeriod(100);
         RenderManager::setGlobalTileSize(64, 64);
+        RenderManager::setRenderThreads(3);
     }
 
     // Nothing may be left of a failed render, and the next one is none the wiser.
@@ -199,17 +200,15 @@ TEST_F(FailureTest, OfTypeNamesFailTheirTile)
 
 TEST_F(FailureTest, OfPreRenderFailAllTilesOfTheTask)
 {
-    const auto task = probe("failing", {.region = Rect(0, 0, 128, 64), .hook = [](Operation o) {
-                                            if (o != Operation::PreRender)
-                                                return;
-                                            // The other tile has got past all that looks whether
-                                            // the render goes on.
-                                            const auto images = [] {
-                                                return livingCount(Private::Living::Images);
-                                            };
-                                            EXPECT_TRUE(comesTrue([&] { return images() == 2; }));
-                                            throw std::runtime_error("wrong");
-                                        }});
+    const auto fail = [](Operation operation) {
+        if (operation != Operation::PreRender)
+            return;
+        // The other tile has its memory: it no longer looks whether the render goes on.
+        const auto bytes = [] { return Private::ImageAllocator::instance()->getMemUsage(); };
+        EXPECT_TRUE(comesTrue([&] { return bytes() == 2 * 64 * 64 * 16; }));
+        throw std::runtime_error("wrong");
+    };
+    const auto task = probe("failing", {.region = Rect(0, 0, 128, 64), .hook = fail});
     EXPECT_THAT(renderAll({{task, Rect(0, 0, 128, 64), 1}})->lines("error"),
                 testing::UnorderedElementsAre(
                     "error failing: : wrong: -1",
@@ -235,7 +234,6 @@ TEST_F(FailureTest, OfOneTileCancelTheOthers)
     EXPECT_THAT(recorder->lines(),
                 ElementsAre("setup 8", "started", "error leaf: a rendering error: first: 3",
                             "cancelled", "cancelled", "cancelled"));
-    RenderManager::setRenderThreads(3);
 }
 
 TEST_F(FailureTest, OfTheObserverHarmNobody)

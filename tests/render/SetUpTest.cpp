@@ -30,6 +30,7 @@ protected:
     {
         RenderManager::SetPollPeriod(100);
         RenderManager::setGlobalTileSize(64, 64);
+        RenderManager::setRenderThreads(3);
     }
 
     void TearDown() override

@@ -25,7 +25,6 @@ protected:
     {
         EXPECT_TRUE(everythingIsGone());
         RenderManager::SetTileOrder(RenderManager::TileOrder::Waves);
-        RenderManager::setRenderThreads(3);
     }
 
     static void renderNothing(const EMULSION::Image*, const std::vector<const EMULSION::Image*>&) {}

@@ -33,6 +33,7 @@ protected:
     {
         RenderManager::SetPollPeriod(100);
         RenderManager::setGlobalTileSize(16, 16);
+        RenderManager::setRenderThreads(3);
     }
     void TearDown() override { EXPECT_TRUE(everythingIsGone()); }
 
@@ -168,7 +169,6 @@ TEST_F(TaskCallsTest, TheLockingModeDecidesWhichFormIsCalled)
     EXPECT_THAT(renderAll({{delayed, s_area, 1}})->lines("error"),
                 ElementsAre(HasSubstr("assertion(!\"This RenderTask does not support delayed "
                                       "locking.\") failed at src/renderSystem/core/RenderTask:")));
-    RenderManager::setRenderThreads(3);
 }
 
 TEST_F(TaskCallsTest, PreRenderComesFirstAndPostRenderLastAndBothOnce)
@@ -214,7 +214,6 @@ TEST_F(TaskCallsTest, ATileFromTheCacheEndsTheOutputButNotTheTask)
     EXPECT_EQ(recorder->count("tile"), 3u);
     EXPECT_EQ(recorder->lines().back(), "finished 1");
     EXPECT_EQ(post, 1);
-    RenderManager::setRenderThreads(3);
 }
 
 // One thread is about to hand over a tile when another one finishes the last.
@@ -232,5 +231,4 @@ TEST_F(TaskCallsTest, AnOutputEndsWhenAllItsTilesAreHandedOver)
     RenderManager::Render({{task, s_area, 1}}, recorder, nullptr, false,
                           RenderManager::RenderTypePrimary);
     EXPECT_EQ(recorder->lines().back(), "finished 1");
-    RenderManager::setRenderThreads(3);
 }
