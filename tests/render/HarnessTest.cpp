@@ -73,11 +73,10 @@ int FaultyTask::s_asked = 0;
 std::string faultFound(FaultyTask::Fault fault)
 {
     FaultyTask::s_asked = 0;
-    const GraphCheck check(
-        [=] {
-            return std::vector<ref_ptr<RenderTask>>{ref_ptr<RenderTask>(new FaultyTask(fault))};
-        },
-        1);
+    const auto build = [=] {
+        return std::vector<ref_ptr<RenderTask>>{ref_ptr<RenderTask>(new FaultyTask(fault))};
+    };
+    const GraphCheck check(build, 1, build);
     for (const Setting& setting : standardSettings())
     {
         const std::string failure = check.check(setting);
@@ -100,7 +99,7 @@ TEST(Harness, FindsWhatIsWrong)
 
 TEST(Harness, AppliesItsSettings)
 {
-    const GraphCheck check(chain, 1);
+    const GraphCheck check(chain, 1, chain);
     const auto countsUnder = [&](auto change) {
         Setting setting;
         change(setting);
@@ -123,7 +122,7 @@ TEST(Harness, PutsTheSettingsBack)
 {
     RenderManager::setGlobalTileSize(123, 45);
     RenderManager::setSpeculativeCachingEnable(true);
-    const GraphCheck check(chain, 1);
+    const GraphCheck check(chain, 1, chain);
     for (const Setting& setting : standardSettings())
         EXPECT_EQ(check.check(setting), "") << setting;
     EXPECT_EQ(RenderManager::getGlobalTileWidth(), 123);

@@ -60,7 +60,7 @@ public:
         apply(setting);
         RM::SetPollPeriod(20);
         RM::clearSpeculativeCache();
-        if (setting.cache == Setting::Foreign)
+        if (setting.cache != Setting::Uncached)
             m_cerr = std::cerr.rdbuf(&m_discarding);
     }
 
@@ -236,7 +236,8 @@ std::vector<Setting> plainerSettings(const Setting& setting)
     return plainer;
 }
 
-GraphCheck::GraphCheck(GraphBuilder build, uint64_t seed) : m_build(std::move(build)), m_seed(seed)
+GraphCheck::GraphCheck(GraphBuilder build, uint64_t seed, GraphBuilder foreign)
+    : m_build(std::move(build)), m_seed(seed), m_foreign(std::move(foreign))
 {
     const SettingScope scope(Setting{});
     try
@@ -308,22 +309,31 @@ std::string GraphCheck::check(const Setting& asked, RenderCounts* counts) const
     {
         const SettingScope scope(setting);
         if (setting.cache == Setting::Foreign)
-        {
-            Setting other = setting;
-            std::swap(other.tileWidth, other.tileHeight);
-            other.tileWidth += 3;
-            other.request = Setting::Part;
-            other.collapsing = !setting.collapsing;
-            SettingScope::apply(other);
-            failure = render(other, nullptr);
-            SettingScope::apply(setting);
-        }
+            renderForeign(setting);
         else if (setting.cache == Setting::Filled)
             failure = render(setting, nullptr);
         if (failure.empty())
             failure = render(setting, counts);
     }
     return failure.empty() ? leftovers() : failure;
+}
+
+// Its pixels are not looked at: what it leaves in the cache is what matters.
+void GraphCheck::renderForeign(const Setting& setting) const
+{
+    Setting other = setting;
+    std::swap(other.tileWidth, other.tileHeight);
+    other.tileWidth += 3;
+    other.collapsing = !setting.collapsing;
+    SettingScope::apply(other);
+    RM::ClearRenderTaskCache();
+    Random random(setting.seed);
+    std::vector<RenderDescription> descriptions;
+    for (const ref_ptr<RenderTask>& task : m_foreign())
+        descriptions.push_back({task, partOf(Rect(-40, -30, 60, 50), random), 1});
+    RM::Render(descriptions, nullptr, nullptr, false, RM::RenderTypePrimary);
+    Util::JobMgr::instance()->waitUntilIdle(s_longestWait);
+    SettingScope::apply(setting);
 }
 
 std::string GraphCheck::render(const Setting& setting, RenderCounts* counts) const

@@ -33,7 +33,7 @@ struct Setting
         Uncached,
         Cached,  ///< empty at the start
         Filled,  ///< what the same render has left there
-        Foreign, ///< what one with other tiles and another area has left there
+        Foreign, ///< what another graph, with other tiles and another area, has left there
         NumberOfCacheUses
     };
     CacheUse cache = Uncached;
@@ -77,7 +77,10 @@ class GraphCheck
 {
 public:
     /// Evaluates the graph. What goes wrong then is told by the first check.
-    GraphCheck(GraphBuilder build, uint64_t seed);
+    ///
+    /// \param foreign  fills the cache for Setting::Foreign; a graph that shares nodes with this
+    /// one
+    GraphCheck(GraphBuilder build, uint64_t seed, GraphBuilder foreign);
 
     /// Renders under the setting. Empty when all is right; otherwise a line that says what is not,
     /// the kind of fault first: "pixels", "tiles", "error", "leftover" or "exception".
@@ -96,6 +99,7 @@ private:
 
     void evaluate();
     std::string render(const Setting& setting, RenderCounts* counts) const;
+    void renderForeign(const Setting& setting) const;
     std::string compare(const Output& output, unsigned long id, const UTIL::Region& requested,
                         Collector& collector) const;
     UTIL::Region requestedArea(const Setting& setting, const UTIL::Rect& window) const;
@@ -103,6 +107,7 @@ private:
 
     const GraphBuilder m_build;
     const uint64_t m_seed;
+    const GraphBuilder m_foreign;
     std::vector<Output> m_outputs;
     size_t m_pixels = 0; // that all tasks render
     std::string m_failure;
