@@ -14,11 +14,17 @@ std::string kindOf(const std::string& failure)
     return failure.substr(0, failure.find_first_of(": "));
 }
 
-// Another render has had one of the graph's nodes for its output.
+// Another render has had one of the graph's nodes for its output, or one that wants perhaps fewer
+// channels of it.
 GraphCheck checkOf(const RandomGraph& graph, uint64_t seed)
 {
     RandomGraph other = graph;
     other.outputs = {seed % graph.nodes.size()};
+    if ((seed >> 32) % 2 == 0)
+    {
+        other.nodes.push_back({operationNamed("Shift"), other.outputs, seed});
+        other.outputs = {graph.nodes.size()};
+    }
     return GraphCheck([copy = graph]() mutable { return copy.build(); }, seed,
                       [copy = other]() mutable { return copy.build(); });
 }

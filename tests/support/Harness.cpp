@@ -322,15 +322,20 @@ std::string GraphCheck::check(const Setting& asked, RenderCounts* counts) const
 void GraphCheck::renderForeign(const Setting& setting) const
 {
     Setting other = setting;
-    std::swap(other.tileWidth, other.tileHeight);
-    other.tileWidth += 3;
+    Rect area(-70, -60, 100, 90);
+    Random random(setting.seed);
+    if (random.oneIn(2))
+    {
+        std::swap(other.tileWidth, other.tileHeight);
+        other.tileWidth += 3;
+        area = partOf(area, random);
+    }
     other.collapsing = !setting.collapsing;
     SettingScope::apply(other);
     RM::ClearRenderTaskCache();
-    Random random(setting.seed);
     std::vector<RenderDescription> descriptions;
     for (const ref_ptr<RenderTask>& task : m_foreign())
-        descriptions.push_back({task, partOf(Rect(-40, -30, 60, 50), random), 1});
+        descriptions.push_back({task, area, 1});
     RM::Render(descriptions, nullptr, nullptr, false, RM::RenderTypePrimary);
     Util::JobMgr::instance()->waitUntilIdle(s_longestWait);
     SettingScope::apply(setting);

@@ -33,7 +33,7 @@ struct Setting
         Uncached,
         Cached,  ///< empty at the start
         Filled,  ///< what the same render has left there
-        Foreign, ///< what another graph, with other tiles and another area, has left there
+        Foreign, ///< what another graph, perhaps on other tiles, has left there
         NumberOfCacheUses
     };
     CacheUse cache = Uncached;
