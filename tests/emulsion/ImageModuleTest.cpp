@@ -132,6 +132,29 @@ TEST_F(DamagedFiles, AreRefusedForWhatTheyAre)
     expectRefusal(path("b.tif"), ERROR_IMAGE_TOO_LARGE, "2097152");
 }
 
+TEST_F(DamagedFiles, AreNotBelievedWhereALibraryWouldBelieveThem)
+{
+    write(path("a.dpx"), noise(s_rgba, Rect(0, 0, 5, 5)));
+    std::string dpx = contentsOf(path("a.dpx"));
+    dpx.replace(32, 4, "\x70\x00\x00\x70", 4); // user data, whatever the order of bytes
+    setContents(path("a.dpx"), dpx);
+    expectRefusal(path("a.dpx"), ERROR_FILE_FORMAT, "user data");
+    const auto psd = [](char channels, char colours) {
+        return std::string("8BPS\0\1\0\0\0\0\0\0\0", 13) + channels +
+               std::string("\0\0\0\1\0\0\0\1\0\x08\0\x03", 12) + colours + std::string(14, '\0');
+    };
+    setContents(path("a.psd"), psd(3, 0));
+    EXPECT_EQ(describe(path("a.psd")).channelNames.size(), 3U);
+    setContents(path("a.psd"), psd(2, 0));
+    expectRefusal(path("a.psd"), ERROR_FILE_FORMAT, "channels");
+    setContents(path("a.psd"), psd(3, 0x70));
+    expectRefusal(path("a.psd"), ERROR_FILE_FORMAT, "1879048192 bytes");
+    // None of this has taken much memory.
+    rusage usage = {};
+    ::getrusage(RUSAGE_SELF, &usage);
+    EXPECT_LT(usage.ru_maxrss, 1 << 20) << "KiB";
+}
+
 TEST_F(ImageModule, RefusesToWriteWhatAFormatCannotHold)
 {
     const auto expectWriteError = [&](const char* name, const Picture& picture,

@@ -338,6 +338,22 @@ TEST_F(PictureFiles, HoldSamplesOfAnyWidthExactly)
                           static_cast<long double>(one.values[static_cast<size_t>(x)]) / most))
                 << one.bits;
     }
+    setContents(path("a.pgm"), Bytes()
+                                   .add(std::string("P5\n# so many\n4 1\n100\n"))
+                                   .add(std::string("\0\1\x32\x64", 4))
+                                   .text());
+    Picture grey = read(path("a.pgm"));
+    for (const auto& [x, value] :
+         std::map<int64_t, float>{{0, 0.0f}, {1, 0.01f}, {2, 0.5f}, {3, 1.0f}})
+        EXPECT_EQ(grey.at(x, 0)[2], value);
+    std::string wide = "P5 256 256 65535\n";
+    for (int value = 0; value < 65536; ++value)
+        wide.append({static_cast<char>(value >> 8), static_cast<char>(value)});
+    setContents(path("b.pgm"), wide);
+    grey = read(path("b.pgm"));
+    for (int value = 0; value < 65536; ++value)
+        ASSERT_EQ(grey.at(value % 256, 255 - value / 256)[1], static_cast<float>(value) / 65535.0f);
+
     // Ten bits of each colour in a word, the first of them uppermost.
     std::string header(2048, '\0');
     const auto put = [&](size_t place, uint32_t value) {
@@ -364,6 +380,12 @@ TEST_F(PictureFiles, HoldSamplesOfAnyWidthExactly)
         pixel[byte] = static_cast<char>(word >> (24 - 8 * byte));
     setContents(path("a.cin"), header + pixel);
     expectPixel(path("a.cin"), {95.0f / 1023.0f, 470.0f / 1023.0f, 1.0f, 1.0f});
+    std::string strange = header;
+    strange[198] = 7; // bits, which the library behind it ends the process for
+    setContents(path("strange.cin"), strange + pixel);
+    EXPECT_THROW(ReadImage(&grey.image, path("strange.cin").c_str(), "", {}), std::runtime_error);
+    setContents(path("cut.cin"), header + pixel.substr(0, 3));
+    EXPECT_THROW(ReadImage(&grey.image, path("cut.cin").c_str(), "", {}), std::runtime_error);
 }
 
 TEST_F(PictureFiles, ReadAnyPartAsTheWholeHasIt)

@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "Failure.h"
+#include "HeaderChecks.h"
 
 namespace EMULSION::Module
 {
@@ -27,20 +28,7 @@ std::string pluginOf(const std::string& format)
 namespace
 {
 
-// OpenImageIO asks for as much memory as a DPX header claims to have of user data.
-void checkUserData(Stream& file)
-{
-    unsigned char head[36] = {};
-    file.pread(head, sizeof(head), 0);
-    const bool isLittle = head[0] == 'X';
-    uint32_t claimed = 0;
-    for (size_t byte = 0; byte < 4; ++byte)
-        claimed = claimed << 8U | head[isLittle ? 35 - byte : 32 + byte];
-    constexpr uint32_t undefined = 0xffffffff;
-    if (claimed != undefined && claimed > file.size())
-        throw Failure(ERROR_FILE_FORMAT, "its header claims " + std::to_string(claimed) +
-                                             " bytes of user data, which is more than it has");
-}
+const char* const s_cutShort = "the file has been cut short";
 
 }
 
@@ -48,8 +36,9 @@ PictureReader::PictureReader(const File& file)
     : m_path(file.path), m_format(file.format), m_descriptor(file.descriptor),
       m_stream(file.descriptor, OIIO::Filesystem::IOProxy::Read)
 {
-    if (m_format == "dpx")
-        checkUserData(m_stream);
+    checkHeader(m_stream, m_format);
+    if (m_format == "png")
+        m_stream.hideEnd();
     open();
     inspect();
 }
@@ -69,6 +58,8 @@ void PictureReader::open()
     const std::string reason = m_input->geterror();
     if (m_stream.hasFailed())
         throw Failure(ERROR_FILE_READ, m_stream.failure());
+    if (m_format == "png" && m_stream.hasEnded())
+        throw Failure(ERROR_FILE_FORMAT, s_cutShort);
     // The one way to tell OpenImageIO's limits from its other reasons. Behind it stands advice.
     const size_t limit = reason.find("Possible corrupt input");
     if (limit != std::string::npos)
@@ -101,7 +92,10 @@ void PictureReader::inspect()
     m_orientation.emplace(m_spec.get_int_attribute("Orientation", 1), m_spec.width, m_spec.height);
     // The 16 bits of BMP may be 5 for one channel and 6 for another.
     const int bits = m_format == "bmp" ? 0 : m_spec.get_int_attribute("oiio:BitsPerSample", 0);
-    m_samples.emplace(static_cast<OIIO::TypeDesc::BASETYPE>(m_spec.format.basetype), bits);
+    const auto type = static_cast<OIIO::TypeDesc::BASETYPE>(m_spec.format.basetype);
+    if (m_format == "pnm")
+        m_pnm = PnmFile::find(m_stream);
+    m_samples = m_pnm ? SampleReader::upTo(type, m_pnm->most()) : SampleReader(type, bits);
     m_names = m_spec.channelnames;
     inspectAlpha();
     inspectRows();
@@ -137,7 +131,7 @@ void PictureReader::inspectRows()
     // A strip costs as much as a row of it: larger ones are not at the cost of the rows.
     constexpr int64_t mostRowsOfStrip = 32;
     m_rowsAtRandom = m_spec.tile_width == 0 && !m_orientation->transposed() &&
-                     (m_format == "cineon" ||
+                     (m_format == "cineon" || m_pnm ||
                       (isPlain && (m_format == "dpx" || m_format == "bmp" || m_format == "tiff")) ||
                       (m_format == "tiff" && m_group <= mostRowsOfStrip));
 }
@@ -243,6 +237,10 @@ void PictureReader::decode(int64_t first, int64_t end, std::byte* rows)
 // What has gone wrong; empty when nothing has.
 std::string PictureReader::decodeRows(int y0, int y1, std::byte* rows)
 {
+    if (m_format == "cineon" && m_stream.size() < cineonSize())
+        return s_cutShort; // what is missing would be whatever memory holds
+    if (m_pnm)
+        return m_pnm->read(y0, y1, rowBytes(), rows) ? "" : s_cutShort;
     m_stream.hasEnded();
     const bool decoded =
         m_spec.tile_width > 0
@@ -251,12 +249,21 @@ std::string PictureReader::decodeRows(int y0, int y1, std::byte* rows)
             : m_input->read_scanlines(0, 0, y0, y1, m_spec.z, 0, m_spec.nchannels, m_spec.format,
                                       rows);
     const std::string reason = m_input->geterror(); // cleared, whether it means anything or not
-    if (!decoded)
-        return m_stream.hasFailed() ? m_stream.failure() : reasonOf(reason);
-    // These two do not mind when there is less than they need.
-    if ((m_format == "dpx" && m_stream.hasEnded()) || (m_jpeg && !m_jpeg->isComplete()))
-        return "the file has been cut short";
-    return {};
+    if (m_stream.hasFailed())
+        return m_stream.failure();
+    // These do not mind when there is less than they need.
+    const bool isCut = m_jpeg ? !m_jpeg->isComplete()
+                              : (m_format == "dpx" || m_format == "png") && m_stream.hasEnded();
+    return isCut ? s_cutShort : decoded ? "" : reasonOf(reason);
+}
+
+// What a Cineon file of these samples has at least: three of 10 bits are in a word.
+size_t PictureReader::cineonSize()
+{
+    const auto samples = static_cast<size_t>(m_spec.width) * static_cast<size_t>(m_spec.nchannels);
+    const auto bits = static_cast<size_t>(m_spec.get_int_attribute("oiio:BitsPerSample", 8));
+    return cineonStart(m_stream) + static_cast<size_t>(m_spec.height) *
+                                       (bits == 10 ? (samples + 2) / 3 * 4 : samples * bits / 8);
 }
 
 // One row of the file into the picture.

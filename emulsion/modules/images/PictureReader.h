@@ -11,6 +11,7 @@
 #include "files/ImageModuleInterface.h"
 #include "JpegFile.h"
 #include "Orientation.h"
+#include "PnmFile.h"
 #include "Samples.h"
 #include "Stream.h"
 
@@ -45,11 +46,13 @@ private:
     void convert(const PictureRequest& request, const Orientation::Part& part, int64_t row,
                  const std::byte* samples);
     size_t rowBytes() const;
+    size_t cineonSize();
 
     const std::string m_path, m_format;
     const int m_descriptor;
     Stream m_stream;
     std::unique_ptr<JpegFile> m_jpeg;
+    std::optional<PnmFile> m_pnm;
     std::unique_ptr<OIIO::ImageInput> m_input;
     OIIO::ImageSpec m_spec;
 

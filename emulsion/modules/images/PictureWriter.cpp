@@ -44,6 +44,7 @@ void PictureWriter::setFormat(const NewPicture& picture)
     if (m_format == "tiff")
     {
         m_spec.attribute("compression", "zip");
+        m_spec.attribute("tiff:zipquality", 4); // a tenth larger than the default 6, half the time
         m_spec.attribute("tiff:half", picture.sample == Sample::Half ? 1 : 0);
     }
 }

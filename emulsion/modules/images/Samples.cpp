@@ -104,6 +104,16 @@ SampleReader::SampleReader(OIIO::TypeDesc::BASETYPE type, int bits)
         m_table = tableOfNarrowSamples(m_sampleBytes, bits);
 }
 
+SampleReader SampleReader::upTo(OIIO::TypeDesc::BASETYPE type, int64_t most)
+{
+    SampleReader reader(type, 0);
+    reader.m_table.resize(size_t{1} << (8 * reader.m_sampleBytes), 1.0f);
+    for (int64_t value = 0; value < most; ++value)
+        reader.m_table[static_cast<size_t>(value)] =
+            static_cast<float>(value) / static_cast<float>(most);
+    return reader;
+}
+
 void SampleReader::convert(const std::byte* samples, float* floats, size_t count) const
 {
     if (!m_table.empty())

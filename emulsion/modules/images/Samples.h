@@ -20,12 +20,15 @@ public:
     /// them; 0 where it does not say.
     SampleReader(OIIO::TypeDesc::BASETYPE type, int bits);
 
+    /// Of UINT8 or UINT16, of which `most` and more stand for 1.
+    static SampleReader upTo(OIIO::TypeDesc::BASETYPE type, int64_t most);
+
     size_t sampleBytes() const { return m_sampleBytes; }
     void convert(const std::byte* samples, float* floats, size_t count) const;
 
 private:
-    const OIIO::TypeDesc::BASETYPE m_type;
-    const size_t m_sampleBytes;
+    OIIO::TypeDesc::BASETYPE m_type;
+    size_t m_sampleBytes;
     std::vector<float> m_table; ///< the float of each value; empty when it is computed
 };
 

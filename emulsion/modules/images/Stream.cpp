@@ -1,6 +1,7 @@
 #include "Stream.h"
 
 #include <cerrno>
+#include <cstring>
 #include <system_error>
 #include <utility>
 
@@ -50,19 +51,25 @@ bool Stream::seek(int64_t offset)
     return true;
 }
 
+// Of nothing the bytes may be null, which the C library does not take.
 size_t Stream::read(void* bytes, size_t count)
 {
+    if (count == 0)
+        return 0;
     const size_t done = std::fread(bytes, 1, count, m_file);
     m_pos += static_cast<int64_t>(done);
     if (done < count && std::ferror(m_file))
         noteFailure();
     m_ended = m_ended || done < count;
-    return done;
+    if (!m_hidesEnd)
+        return done;
+    std::memset(static_cast<char*>(bytes) + done, 0, count - done);
+    return count;
 }
 
 size_t Stream::write(const void* bytes, size_t count)
 {
-    if (!hasFailed() && std::fwrite(bytes, 1, count, m_file) < count)
+    if (count > 0 && !hasFailed() && std::fwrite(bytes, 1, count, m_file) < count)
         noteFailure();
     m_pos += static_cast<int64_t>(count);
     return count;

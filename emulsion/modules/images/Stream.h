@@ -29,6 +29,10 @@ public:
     size_t size() const override;
     void flush() const override;
 
+    /// From now on reads give zeros behind the end of the file, in place of less than was asked
+    /// for. For PNG, where OpenImageIO loses memory each time that it reports such an end.
+    void hideEnd() { m_hidesEnd = true; }
+
     /// Whether the system has refused something since the beginning.
     bool hasFailed() const { return m_error != 0; }
     /// What it said.
@@ -42,6 +46,7 @@ private:
     FILE* const m_file;
     mutable int m_error = 0; // of errno
     bool m_ended = false;
+    bool m_hidesEnd = false;
     std::mutex m_mutex; // for pread and pwrite beside each other
 };
 
