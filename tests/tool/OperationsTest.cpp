@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <functional>
+#include <regex>
+#include <set>
 
 #include <gtest/gtest.h>
 
@@ -148,6 +150,38 @@ TEST(Operations, TakeEveryNameAndRefuseWhatIsOutOfRange)
                 }
         }
     }
+}
+
+TEST(Operations, CoverEveryPublicFactory)
+{
+    // What takes objects of C++ that a file cannot hold.
+    std::set<std::string> names = {"OCIOProcessor", "OCIOTransform"};
+    const TestFolder folder;
+    for (const Json& op : table(folder))
+        names.insert(op["name"]);
+    const std::regex factory("create(\\w+)Task\\(");
+    for (const auto& header : std::filesystem::directory_iterator(
+             std::filesystem::path(QUILT_SOURCE_DIR) / "include/QUILT"))
+    {
+        const std::string text = readFile(header.path());
+        for (std::sregex_iterator match(text.begin(), text.end(), factory), end; match != end;
+             ++match)
+            EXPECT_TRUE(names.count((*match)[1])) << (*match)[0] << " of " << header.path();
+    }
+}
+
+TEST(Documents, ShowAGraphThatIsRight)
+{
+    const std::string page = readFile(QUILT_SOURCE_DIR "/docs/graph-format.md");
+    const std::string begin = "```json\n";
+    const size_t start = page.find(begin) + begin.size();
+    const TestFolder folder;
+    const std::string graph =
+        folder.write("doc.json", page.substr(start, page.find("```", start) - start));
+    const ProcessResult result = runTool(folder, {"check", graph});
+    // Its plate is not there.
+    EXPECT_EQ(result.status, 1) << result.err;
+    EXPECT_TRUE(result.err.starts_with("plate: an error: File not found: ")) << result.err;
 }
 
 TEST(Examples, CheckAndRender)

@@ -1,3 +1,6 @@
+#include <algorithm>
+#include <iterator>
+
 #include <QUILT/ColorTasks.h>
 
 #include "Operation.h"
@@ -14,9 +17,58 @@ Param processSpace(const char* name, const char* sentence)
                   {{"Linear", QUILT::ProcessSpaceLinear}, {"Log", QUILT::ProcessSpaceLog}});
 }
 
+std::vector<Operation> valueOperations()
+{
+    return {
+        {"Clamp",
+         "Limits values, channel by channel.",
+         {{"input"}},
+         {color("min", "The least that a value may be.").defaultsTo(0),
+          color("max", "The most that it may be.").defaultsTo(1),
+          flag("clampMin", "Whether min limits.").defaultsTo(true),
+          flag("clampMax", "Whether max limits.").defaultsTo(true)},
+         [](const Arguments& a) {
+             return QUILT::createClampTask(a.name, a.time, a.values.color("min"),
+                                           a.values.color("max"), a.values.flag("clampMin"),
+                                           a.values.flag("clampMax"), a.input("input"));
+         }},
+
+        {"Contrast",
+         "Moves values away from a pivot, or towards it: (v - pivot) * contrast + pivot.",
+         {{"input"}},
+         {color("contrast", "The factor; 1 changes nothing.").defaultsTo(1),
+          color("pivot", "The value that stays.").defaultsTo(0.18)},
+         [](const Arguments& a) {
+             return QUILT::createContrastTask(a.name, a.time, a.values.color("contrast"),
+                                              a.values.color("pivot"), a.input("input"));
+         }},
+
+        {"MultInverse",
+         "One divided by each value; 0 stays 0.",
+         {{"input"}},
+         {},
+         [](const Arguments& a) {
+             return QUILT::createMultInverseTask(a.name, a.time, a.input("input"));
+         }},
+
+        {"Threshold",
+         "Replaces values below a threshold by one colour and the others by another.",
+         {{"input"}},
+         {color("threshold", "Where low ends and high begins.").defaultsTo(0.5),
+          flag("replaceLow", "Whether values below the threshold are replaced.").defaultsTo(true),
+          color("low", "What they become.").defaultsTo(0),
+          flag("replaceHigh", "Whether the others are replaced.").defaultsTo(true),
+          color("high", "What they become.").defaultsTo(1)},
+         [](const Arguments& a) {
+             return QUILT::createThresholdTask(a.name, a.time, a.values.color("threshold"),
+                                               a.values.flag("replaceLow"), a.values.color("low"),
+                                               a.values.flag("replaceHigh"), a.values.color("high"),
+                                               a.input("input"));
+         }},
+    };
 }
 
-std::vector<Operation> colorOperations()
+std::vector<Operation> colorSpaceOperations()
 {
     return {
         {"BackgroundColor",
@@ -58,6 +110,15 @@ std::vector<Operation> colorOperations()
                  a.values.choice<QUILT::ProcessSpace>("to"), a.input("input"));
          }},
     };
+}
+
+}
+
+std::vector<Operation> colorOperations()
+{
+    std::vector<Operation> all = valueOperations();
+    std::ranges::move(colorSpaceOperations(), std::back_inserter(all));
+    return all;
 }
 
 }
