@@ -80,6 +80,54 @@ std::vector<Operation> colorSpaceOperations()
                                                      a.input("input"));
          }},
 
+        {"Clamp",
+         "Limits values to a range, channel by channel.",
+         {{"input"}},
+         {color("min", "The least value.").defaultsTo({0, 0, 0, 0}),
+          color("max", "The greatest value.").defaultsTo({1, 1, 1, 1}),
+          flag("clampMin", "Whether values below the least one become that.").defaultsTo(true),
+          flag("clampMax", "Whether values above the greatest one become that.").defaultsTo(true)},
+         [](const Arguments& a) {
+             return QUILT::createClampTask(a.name, a.time, a.values.color("min"),
+                                           a.values.color("max"), a.values.flag("clampMin"),
+                                           a.values.flag("clampMax"), a.input("input"));
+         }},
+
+        {"Threshold",
+         "Splits values at a threshold, channel by channel.",
+         {{"input"}},
+         {color("threshold", "Values at or above it are high, all others low.")
+              .defaultsTo({0.5, 0.5, 0.5, 0.5}),
+          flag("replaceLow", "Whether low values are replaced.").defaultsTo(true),
+          color("low", "What replaces them.").defaultsTo({0, 0, 0, 0}),
+          flag("replaceHigh", "Whether high values are replaced.").defaultsTo(true),
+          color("high", "What replaces them.").defaultsTo({1, 1, 1, 1})},
+         [](const Arguments& a) {
+             return QUILT::createThresholdTask(a.name, a.time, a.values.color("threshold"),
+                                               a.values.flag("replaceLow"), a.values.color("low"),
+                                               a.values.flag("replaceHigh"), a.values.color("high"),
+                                               a.input("input"));
+         }},
+
+        {"Contrast",
+         "Moves values away from a pivot, or towards it: (v - pivot) * contrast + pivot.",
+         {{"input"}},
+         {color("contrast", "Above 1 there is more contrast, below 1 less.")
+              .defaultsTo({1, 1, 1, 1}),
+          color("pivot", "The value that stays.").defaultsTo({0.18, 0.18, 0.18, 0.18})},
+         [](const Arguments& a) {
+             return QUILT::createContrastTask(a.name, a.time, a.values.color("contrast"),
+                                              a.values.color("pivot"), a.input("input"));
+         }},
+
+        {"MultInverse",
+         "One divided by each value; 0 stays 0.",
+         {{"input"}},
+         {},
+         [](const Arguments& a) {
+             return QUILT::createMultInverseTask(a.name, a.time, a.input("input"));
+         }},
+
         {"OCIOColorSpace",
          "Converts from one colour space of the OpenColorIO config to another.",
          {{"input"}},
