@@ -28,11 +28,11 @@ using namespace EMULSION;
 namespace
 {
 
-constexpr int s_width = 4096, s_height = 2160;
+constexpr size_t s_width = 4096, s_height = 2160;
 
 struct Frame
 {
-    Frame() : floats(size_t{s_width} * s_height * 4)
+    Frame() : floats(s_width * s_height * 4)
     {
         // A smooth picture with some grain, so that it compresses as pictures do.
         uint32_t noise = 1;
@@ -43,7 +43,7 @@ struct Frame
             floats[i] = 0.5f + 0.4f * std::sin(x * 0.01f) + static_cast<float>(noise >> 24) * 1e-4f;
         }
         image.channels = 15;
-        image.bounds = UTIL::Rect(0, 0, s_width, s_height);
+        image.bounds = UTIL::Rect(0, 0, int64_t{s_width}, int64_t{s_height});
         image.rowBytes = s_width * 16;
         image.pixelPtr = floats.data();
     }
@@ -82,7 +82,7 @@ void readDirectly(const std::string& file, std::vector<float>& floats)
         buffer.insert(s_names[i], Imf::Slice(Imf::FLOAT, reinterpret_cast<char*>(&floats[i]), 16,
                                              s_width * 16));
     input.setFrameBuffer(buffer);
-    input.readPixels(0, s_height - 1);
+    input.readPixels(0, int{s_height} - 1);
 }
 
 void writeDirectly(const std::string& file, const std::vector<float>& floats, int compression)
@@ -90,7 +90,7 @@ void writeDirectly(const std::string& file, const std::vector<float>& floats, in
     std::vector<half> halves(floats.size());
     for (size_t i = 0; i < floats.size(); ++i)
         halves[i] = floats[i];
-    Imf::Header header(s_width, s_height);
+    Imf::Header header(int{s_width}, int{s_height});
     header.compression() = static_cast<Imf::Compression>(compression);
     Imf::FrameBuffer buffer;
     for (size_t i = 0; i < 4; ++i)
@@ -101,7 +101,7 @@ void writeDirectly(const std::string& file, const std::vector<float>& floats, in
     }
     Imf::OutputFile output(file.c_str(), header);
     output.setFrameBuffer(buffer);
-    output.writePixels(s_height);
+    output.writePixels(int{s_height});
 }
 
 void writeOurs(const std::string& file, int compression, bool tiled = false)
@@ -152,10 +152,10 @@ void decodesBands(benchmark::State& state)
         ours = std::min(ours, secondsOf([&] {
                             const auto function = createReadImageFunction(file.c_str(), {});
                             Image band = frame().image;
-                            for (int64_t y = 0; function && y < s_height; y += 64)
+                            for (int64_t y = 0; function && y < int64_t{s_height}; y += 64)
                             {
                                 band.bounds.y0 = y;
-                                band.bounds.y1 = std::min<int64_t>(y + 64, s_height);
+                                band.bounds.y1 = std::min(y + 64, int64_t{s_height});
                                 band.pixelPtr =
                                     &frame().floats[static_cast<size_t>(y) * s_width * 4];
                                 (*function)(&band);

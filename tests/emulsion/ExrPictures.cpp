@@ -18,6 +18,8 @@
 #include <ImfPartType.h>
 #include <ImfTiledOutputPart.h>
 
+#include "files/exr/SliceBase.h"
+
 namespace EmulsionTest
 {
 
@@ -40,14 +42,14 @@ Imf::Header headerOf(const ExrSpec& spec)
     return header;
 }
 
-int width(const Imath::Box2i& box)
+int64_t width(const Imath::Box2i& box)
 {
-    return box.max.x - box.min.x + 1;
+    return int64_t{box.max.x} - box.min.x + 1;
 }
 
-int height(const Imath::Box2i& box)
+int64_t height(const Imath::Box2i& box)
 {
-    return box.max.y - box.min.y + 1;
+    return int64_t{box.max.y} - box.min.y + 1;
 }
 
 // The samples of one channel in the pixel type of the file, 4 bytes apart.
@@ -72,10 +74,10 @@ std::vector<uint32_t> samplesOf(const ExrSpec& spec, size_t index)
 
 Imf::Slice sliceOf(Imf::PixelType type, void* first, const Imath::Box2i& window, int sampling)
 {
-    const int64_t row = 4 * (width(window) / sampling);
-    char* const base = static_cast<char*>(first) - 4 * Imath::divp(window.min.x, sampling) -
-                       row * Imath::divp(window.min.y, sampling);
-    return Imf::Slice(type, base, 4, static_cast<size_t>(row), sampling, sampling);
+    const auto row = static_cast<size_t>(4 * (width(window) / sampling));
+    char* const base = EMULSION::Private::sliceBase(first, Imath::divp(window.min.x, sampling), 4,
+                                                    Imath::divp(window.min.y, sampling), row);
+    return Imf::Slice(type, base, 4, row, sampling, sampling);
 }
 
 void writePart(Imf::MultiPartOutputFile& file, int number, const ExrSpec& spec)
@@ -92,7 +94,7 @@ void writePart(Imf::MultiPartOutputFile& file, int number, const ExrSpec& spec)
     {
         Imf::OutputPart part(file, number);
         part.setFrameBuffer(buffer);
-        part.writePixels(height(spec.dataWindow));
+        part.writePixels(static_cast<int>(height(spec.dataWindow)));
         return;
     }
     Imf::TiledOutputPart part(file, number);
@@ -169,8 +171,8 @@ void writeExr(const std::string& path, const std::vector<ExrSpec>& parts)
 
 void writeDeepExr(const std::string& path, bool isVolume)
 {
-    static constexpr int width = 4, height = 3;
-    Imf::Header header(width, height);
+    static constexpr size_t width = 4, height = 3;
+    Imf::Header header(int{width}, int{height});
     header.compression() = Imf::ZIPS_COMPRESSION;
     header.setType(Imf::DEEPSCANLINE);
     header.channels().insert("A", Imf::Channel(Imf::HALF));
@@ -191,7 +193,7 @@ void writeDeepExr(const std::string& path, bool isVolume)
                                       sizeof(char*), sizeof(char*) * width, sizeof(float)));
     Imf::DeepScanLineOutputFile file(path.c_str(), header);
     file.setFrameBuffer(buffer);
-    file.writePixels(height);
+    file.writePixels(int{height});
 }
 
 Planes readExr(const std::string& path, int number)

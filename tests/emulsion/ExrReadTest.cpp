@@ -7,6 +7,7 @@
 #include <ImfThreading.h>
 
 #include "emulsion/ExrPictures.h"
+#include "files/exr/SliceBase.h"
 
 using namespace EMULSION;
 using namespace EmulsionTest;
@@ -67,7 +68,7 @@ void expectPixels(const TestImage& image, const std::vector<float>& before, cons
         expected[place] = !value ? 0 : wanted.name.empty() ? wanted.constant : *value;
     });
     for (size_t i = 0; i < expected.size(); ++i)
-        if (std::memcmp(&expected[i], &image.floats()[i], sizeof(float)) != 0)
+        if (std::bit_cast<uint32_t>(expected[i]) != std::bit_cast<uint32_t>(image.floats()[i]))
         {
             ADD_FAILURE() << "float " << i << " of " << testing::PrintToString(image.image)
                           << " is " << image.floats()[i] << " instead of " << expected[i];
@@ -155,18 +156,20 @@ TEST_F(ExrRead, MakesTheColoursOfLuminanceAndChromaThatOpenExrMakes)
             pixel = Imf::Rgba(static_cast<float>(random.real(0, 2)),
                               static_cast<float>(random.real(0, 1)), random.oneIn(9) ? 5.0f : 0.1f,
                               static_cast<float>(random.real(0, 1)));
+        auto* const base = reinterpret_cast<Imf::Rgba*>(
+            Private::sliceBase(pixels.data(), low.x, sizeof(Imf::Rgba), low.y,
+                               sizeof(Imf::Rgba) * static_cast<size_t>(width)));
         const bool alpha = random.oneIn(2);
         {
             Imf::Header header(spec.displayWindow, spec.dataWindow);
             header.compression() = random.oneIn(2) ? Imf::ZIP_COMPRESSION : Imf::PIZ_COMPRESSION;
             Imf::RgbaOutputFile output(file.c_str(), header,
                                        alpha ? Imf::WRITE_YCA : Imf::WRITE_YC);
-            output.setFrameBuffer(pixels.data() - low.x - low.y * width, 1,
-                                  static_cast<size_t>(width));
+            output.setFrameBuffer(base, 1, static_cast<size_t>(width));
             output.writePixels(height);
         }
         Imf::RgbaInputFile input(file.c_str());
-        input.setFrameBuffer(pixels.data() - low.x - low.y * width, 1, static_cast<size_t>(width));
+        input.setFrameBuffer(base, 1, static_cast<size_t>(width));
         input.readPixels(spec.dataWindow.min.y, spec.dataWindow.max.y);
         Planes planes;
         for (size_t i = 0; i < count; ++i)

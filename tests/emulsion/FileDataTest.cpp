@@ -114,7 +114,7 @@ TEST_F(FileData, HoldsTheSamePictureInEveryForm)
     for (size_t i = 3; i < opaque.size(); i += 4)
         ASSERT_EQ(opaque[i], 1);
     EXPECT_EQ(depth[size_t{179} * 320], 1); // the upper left
-    EXPECT_EQ(depth[319], 100);     // the lower right
+    EXPECT_EQ(depth[319], 100);             // the lower right
 }
 
 TEST_F(FileData, IsMissingWhereAFileWasCutShort)

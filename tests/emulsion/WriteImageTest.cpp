@@ -17,6 +17,7 @@
 #include <ImfTiledInputFile.h>
 
 #include "emulsion/ExrPictures.h"
+#include "files/exr/SliceBase.h"
 #include "files/HalfRows.h"
 
 using namespace EMULSION;
@@ -246,10 +247,9 @@ TEST_F(WriteImageFile, MakesLevelsThatAreMeansOfTheLevelsBefore)
         const int width = input.levelWidth(level);
         std::vector<float> red(static_cast<size_t>(width * input.levelHeight(level)));
         Imf::FrameBuffer buffer;
-        buffer.insert(
-            "R", Imf::Slice(Imf::FLOAT,
-                            reinterpret_cast<char*>(red.data() - box.min.x - box.min.y * width), 4,
-                            static_cast<size_t>(4 * width)));
+        const size_t row = 4 * static_cast<size_t>(width);
+        char* const base = Private::sliceBase(red.data(), box.min.x, 4, box.min.y, row);
+        buffer.insert("R", Imf::Slice(Imf::FLOAT, base, 4, row));
         input.setFrameBuffer(buffer);
         input.readTiles(0, input.numXTiles(level) - 1, 0, input.numYTiles(level) - 1, level);
         return red;
