@@ -42,7 +42,7 @@ public:
 
     /// Puts tiles into the queue, in their order. They are in flight before they can run, so the
     /// wait for the tiles cannot miss them.
-    void submitTiles(const std::vector<ref_ptr<Tile>>& tiles);
+    void submitTiles(std::vector<ref_ptr<Tile>>& tiles);
 
     /// A tile job has ended and has submitted what it released.
     void jobFinished();
@@ -51,9 +51,9 @@ public:
     bool isIdle() const { return m_jobs == 0; }
 
 private:
-    void submitTile(const ref_ptr<Tile>& tile);
+    void submitTile(ref_ptr<Tile> tile);
     bool mayStartFromBacklog(size_t jobs) const;
-    void submitFromBacklog(const ref_ptr<Tile>& tile);
+    void submitFromBacklog(ref_ptr<Tile> tile);
 
     RenderController* const m_controller;
     const std::vector<RenderDescription> m_descriptions;

@@ -86,19 +86,21 @@ void RenderState::submitFirstTiles(std::vector<ref_ptr<Tile>>& tiles)
     jobFinished();
 }
 
-void RenderState::submitTiles(const std::vector<ref_ptr<Tile>>& tiles)
+// Hands each tile over: one that is held here while it renders would keep its pixels for longer
+// than its consumers need them.
+void RenderState::submitTiles(std::vector<ref_ptr<Tile>>& tiles)
 {
-    for (const ref_ptr<Tile>& tile : tiles)
+    for (ref_ptr<Tile>& tile : tiles)
     {
         if (m_cancelled)
             return;
-        submitTile(tile);
+        submitTile(std::exchange(tile, nullptr));
     }
 }
 
-void RenderState::submitTile(const ref_ptr<Tile>& tile)
+void RenderState::submitTile(ref_ptr<Tile> tile)
 {
-    const Util::RcPtr<Util::Job> job(new TileJob(shared_from_this(), tile));
+    const Util::RcPtr<Util::Job> job(new TileJob(shared_from_this(), std::move(tile)));
     ++m_jobs;
     try
     {
@@ -140,15 +142,16 @@ bool RenderState::mayStartFromBacklog(size_t jobs) const
            jobs <= Util::JobMgr::instance()->getOrdinaryWorkerCount();
 }
 
-void RenderState::submitFromBacklog(const ref_ptr<Tile>& tile)
+void RenderState::submitFromBacklog(ref_ptr<Tile> tile)
 {
+    const RenderTask_Imp& task = tile->task();
     try
     {
-        submitTile(tile);
+        submitTile(std::move(tile));
     }
     catch (...)
     {
-        m_controller->tileFailed(*this, tile->task().getName());
+        m_controller->tileFailed(*this, task.getName());
     }
 }
 
