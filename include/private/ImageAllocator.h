@@ -110,10 +110,10 @@ public:
 
     /// Gives up the kept memory, too.
     void clearSpeculativeCache();
-    void updateCachePriorities(const std::vector<std::pair<std::string, float>>& tasks,
-                               float factor)
+    void updateCachePriorities(const SpeculativeCache::TaskProbabilities& tasks, float factor,
+                               const SpeculativeCache::Identities* current = nullptr)
     {
-        m_speculativeCache->updatePriorities(tasks, factor);
+        m_speculativeCache->updatePriorities(tasks, factor, current);
     }
     bool canHitCache() const { return m_speculativeCache->canHit(); }
     ImageBuffer getCachedImage(const CacheKey& key)

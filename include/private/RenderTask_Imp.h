@@ -191,6 +191,11 @@ private:
     size_t setUpTilesAndRequests(std::vector<ref_ptr<Tile>>& readyTiles);
     void setUpTileInputs(Tile& tile);
     ref_ptr<Tile> getOrCreateTile(const TileID& id);
+
+    static std::vector<RenderTask_Imp*>
+    listInputsFirst(const std::vector<RenderDescription>& outputs);
+    static void updateEditHistory(const std::vector<RenderDescription>& outputs);
+
     void addOutputTile(const UTIL::Rect& area, Tile* consumer);
 
     void ensurePreRendered();
@@ -251,8 +256,14 @@ private:
     bool m_diskCacheEnabled = false;
     float m_sampleRateX = 1.0f;
     float m_sampleRateY = 1.0f;
-    float m_probabilityBeingEdited = 1.0f;
+
+    // The history of edits
+    float m_probabilityBeingEdited = 1.0f; // 0 when the node is that of the last render
     float m_probabilityIsNeeded = 1.0f;
+    size_t m_editIndex = 0;      // this task's number among those of the render, inputs first
+    bool m_isInHistory = false;  // has its number
+    std::string m_mergedNodeIDs; // of the in-place tasks that this one took over
+
     const Counted<Living::Tasks> m_counted;
 };
 

@@ -7,6 +7,7 @@
 #include <memory>
 #include <mutex>
 #include <string>
+#include <string_view>
 #include <unordered_map>
 #include <unordered_set>
 #include <utility>
@@ -83,6 +84,7 @@ class SpeculativeCache
 {
 public:
     using TaskProbabilities = std::vector<std::pair<std::string, float>>;
+    using Identities = std::unordered_set<std::string_view>;
 
     SpeculativeCache() = default;
     SpeculativeCache(const SpeculativeCache&) = delete;
@@ -114,7 +116,12 @@ public:
 
     /// Gives members of the named tasks their new probability (the first one, where a name comes
     /// twice) and multiplies that of all others by `factor`.
-    void updatePriorities(const TaskProbabilities& tasks, float factor);
+    ///
+    /// With `current`, the identities that the tasks have now, what a task has left there under an
+    /// older identity counts among the others: it is not what the next render asks for, and must
+    /// not keep that out.
+    void updatePriorities(const TaskProbabilities& tasks, float factor,
+                          const Identities* current = nullptr);
 
     void clear();
     void resetHits();

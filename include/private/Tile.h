@@ -91,6 +91,7 @@ public:
 
 private:
     double renderImage(); // gives the seconds that it took
+    void renewCacheData();
     void releaseInputs();
     void deliver(RenderObserver* observer);
     void tellConsumers(std::vector<ref_ptr<Tile>>& readyTiles);

@@ -45,7 +45,9 @@ size_t RenderTask_Imp::setUpRender(const std::vector<RenderDescription>& outputs
         for (const ref_ptr<Tile>& tile : of(*output.task).m_outputTiles)
             tile->setFinalTileCount(finalTiles.size());
     }
-    return setUpInputRequests(outputs, readyTiles);
+    const size_t tileCount = setUpInputRequests(outputs, readyTiles);
+    updateEditHistory(outputs);
+    return tileCount;
 }
 
 // Each edge counts once, also where a task uses an input twice; each task's edges are walked once.
@@ -109,6 +111,7 @@ void RenderTask_Imp::mergeRuns(const std::vector<RenderTask_Imp*>& chain)
             if (!merged)
                 break;
             head->addOp(merged->getOp());
+            chain[i]->m_mergedNodeIDs += chain[end]->m_nodeID; // an edit of it is one of the head
             ++end;
         }
         if (end > i + 1)

@@ -118,6 +118,7 @@ void Tile::render(const ref_ptr<RenderObserver>& observer, std::vector<ref_ptr<T
     double seconds = 0.0;
     if (!m_image.isNull() || queryCache())
     {
+        renewCacheData();
         releaseInputs();
         m_task->countFinishedTile();
     }
@@ -132,6 +133,15 @@ void Tile::render(const ref_ptr<RenderObserver>& observer, std::vector<ref_ptr<T
         deliver(observer.get());
     else
         tellConsumers(readyTiles);
+}
+
+// A hit goes back to the cache as what this render knows of it. It was no member when the others
+// got their new probabilities, and would keep for good what the render thought that made it.
+void Tile::renewCacheData()
+{
+    ImageBuffer::Impl& image = *m_image.getImpl();
+    if (const CacheData* const data = image.getCacheData())
+        image.enableCaching(m_task, m_id, data->m_cost);
 }
 
 double Tile::renderImage()

@@ -205,8 +205,11 @@ long SpeculativeCache::freeMemory(long bytes)
     return freed;
 }
 
-void SpeculativeCache::updatePriorities(const TaskProbabilities& tasks, float factor)
+void SpeculativeCache::updatePriorities(const TaskProbabilities& tasks, float factor,
+                                        const Identities* current)
 {
+    if (m_memberCount == 0)
+        return;
     std::unordered_map<std::string_view, float> probabilities;
     probabilities.reserve(tasks.size());
     for (const auto& [name, probability] : tasks)
@@ -221,8 +224,9 @@ void SpeculativeCache::updatePriorities(const TaskProbabilities& tasks, float fa
         auto entry = _cacheSortedByPriority.extract(_cacheSortedByPriority.begin());
         CacheData& data = *entry.mapped()->getCacheData();
         const auto named = probabilities.find(data.m_taskName);
-        data.setNeededProbability(named != probabilities.end() ? named->second
-                                                               : data.m_neededProbability * factor);
+        const bool isOfThem = named != probabilities.end() &&
+                              (!current || current->count(data.m_cacheKey.m_cacheID) > 0);
+        data.setNeededProbability(isOfThem ? named->second : data.m_neededProbability * factor);
         entry.key() = rankOf(entry.mapped());
         ranked.insert(std::move(entry));
     }
