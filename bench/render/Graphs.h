@@ -1,11 +1,14 @@
 #pragma once
 
+#include <map>
 #include <string>
 #include <vector>
 
 #include <QUILT/RenderManager.h>
 #include <QUILT/RenderTask.h>
 
+#include "private/CacheItems.h"
+#include "private/InPlaceTask.h"
 #include "private/ProceduralTask.h"
 
 /// Graphs whose pixel work is known, so that what a render takes beside it is the engine's.
@@ -59,6 +62,34 @@ private:
     const int64_t m_reach;
 };
 
+/// A kernel's operation as one of a chain, with a parameter that is all of its identity.
+class PixelOp final : public Private::InPlaceOp
+{
+public:
+    PixelOp(EMULSION::PixelOperationPtr operation, float parameter)
+        : m_operation(std::move(operation)), m_parameter(parameter)
+    {}
+
+    void computeCacheID(CacheIDStream& stream) override
+    {
+        Private::writeItems(stream, m_parameter);
+    }
+    void apply(const EMULSION::Image* output, const EMULSION::Image* input) override
+    {
+        EMULSION::Run(output, input, *m_operation);
+    }
+    std::string getName() const override { return m_operation->getName(); }
+    Imath::Color4f computeBackgroundColor(const Imath::Color4f& input) override
+    {
+        return EMULSION::Run(input, *m_operation);
+    }
+    EMULSION::PixelOperationPtr getPixelOperation() const override { return m_operation; }
+
+private:
+    const EMULSION::PixelOperationPtr m_operation;
+    const float m_parameter;
+};
+
 enum class Shape
 {
     Chain,        ///< each task reads the same tile of the one above
@@ -110,7 +141,8 @@ inline void apply(const Settings& settings)
     RenderManager::resetStatistics();
 }
 
-/// Renders all that the task has and drops the tiles; an error ends the process.
-void render(const ref_ptr<RenderTask>& task);
+/// Renders all that the task has and drops the tiles; an error ends the process. With `seconds`,
+/// adds up there what the tiles of each task took.
+void render(const ref_ptr<RenderTask>& task, std::map<std::string, double>* seconds = nullptr);
 
 }

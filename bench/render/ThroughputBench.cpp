@@ -14,7 +14,6 @@
 #include <QUILT/CompositeTasks.h>
 
 #include "Graphs.h"
-#include "private/InPlaceTask.h"
 
 using namespace QUILT;
 using namespace QUILT::Bench;
@@ -48,27 +47,6 @@ private:
         static std::vector<float> s_pixels(floats, 0.25f);
         return {15, 15, s_frame, static_cast<uint64_t>(s_frame.width()) * 16, s_pixels.data()};
     }
-};
-
-class PixelOp final : public Private::InPlaceOp
-{
-public:
-    explicit PixelOp(PixelOperationPtr operation) : m_operation(std::move(operation)) {}
-
-    void computeCacheID(CacheIDStream& stream) override { stream << this; }
-    void apply(const EMULSION::Image* output, const EMULSION::Image* input) override
-    {
-        EMULSION::Run(output, input, *m_operation);
-    }
-    std::string getName() const override { return m_operation->getName(); }
-    Imath::Color4f computeBackgroundColor(const Imath::Color4f& input) override
-    {
-        return EMULSION::Run(input, *m_operation);
-    }
-    PixelOperationPtr getPixelOperation() const override { return m_operation; }
-
-private:
-    const PixelOperationPtr m_operation;
 };
 
 std::vector<PixelOperationPtr> eightOperations()
@@ -105,7 +83,7 @@ ref_ptr<RenderTask> chain(int times)
     for (int i = 0; i < times; ++i)
     {
         for (const PixelOperationPtr& operation : eightOperations())
-            task = Private::createInPlaceTask(new PixelOp(operation), "op", task, 0);
+            task = Private::createInPlaceTask(new PixelOp(operation, 0), "op", task, 0);
     }
     return task;
 }
