@@ -48,6 +48,12 @@ QUILT_API ref_ptr<RenderTask> createContrastTask(const std::string& name, float 
 QUILT_API ref_ptr<RenderTask> createMultInverseTask(const std::string& name, float time,
                                                     ref_ptr<RenderTask> input);
 
+/// Takes out what no picture should hold: NaN and infinities become 0, alpha is clamped to 0..1,
+/// and negative colours become 0 unless `keepNegative`. That is for wide-gamut colours, which a
+/// composite may rightly hold; what is negative behind a filter is ringing.
+QUILT_API ref_ptr<RenderTask> createCleanupClampTask(const std::string& name, float time,
+                                                     bool keepNegative, ref_ptr<RenderTask> input);
+
 // Colour spaces, by OpenColorIO. Such a task reads red, green and blue whatever is asked of it, and
 // defines alpha, 0 where the input has none. What OpenColorIO cannot do, an unknown colour space
 // for one, throws its exception when the task is described: when it becomes another task's input,

@@ -57,5 +57,7 @@ TEST(ValueTasks, TheIdentityHoldsTheParametersThatCount)
               identity("Threshold", text(s_half) + "1,0," + text(s_one)));
     EXPECT_EQ(createContrastTask("t", 0, s_two, s_half, in)->getCacheID(),
               identity("Contrast", text(s_two) + text(s_half)));
+    EXPECT_EQ(createCleanupClampTask("t", 0, true, in)->getCacheID(),
+              identity("CleanUpClamp", "1,"));
     EXPECT_EQ(createMultInverseTask("t", 0, in)->getCacheID(), identity("MultInverseOp", ""));
 }

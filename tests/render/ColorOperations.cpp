@@ -49,6 +49,9 @@ void addColorOperations(std::vector<Operation>& table)
                          return createContrastTask("contrast", 0, awkwardColor(random),
                                                    awkwardColor(random), inputs[0]);
                      }});
+    table.push_back({"CleanupClamp", 1, [](Random& random, const Inputs& inputs) {
+                         return createCleanupClampTask("clean", 0, random.oneIn(2), inputs[0]);
+                     }});
     table.push_back({"MultInverse", 1, [](Random&, const Inputs& inputs) {
                          return createMultInverseTask("inverse", 0, inputs[0]);
                      }});

@@ -33,6 +33,19 @@ std::vector<Operation> valueOperations()
                                            a.values.flag("clampMax"), a.input("input"));
          }},
 
+        {"CleanupClamp",
+         "Removes infinities and NaN, alpha outside 0..1 and, unless they are kept, negative "
+         "colours.",
+         {{"input"}},
+         {flag("keepNegative",
+               "True: negative colours stay, as behind a composite of a wide gamut; "
+               "false: they become 0, as behind a filter.")
+              .defaultsTo(false)},
+         [](const Arguments& a) {
+             return QUILT::createCleanupClampTask(a.name, a.time, a.values.flag("keepNegative"),
+                                                  a.input("input"));
+         }},
+
         {"Contrast",
          "Moves values away from a pivot, or towards it: (v - pivot) * contrast + pivot.",
          {{"input"}},
