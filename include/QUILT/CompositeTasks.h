@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <string>
 
 #include "QUILT/Export.h"
@@ -23,5 +24,58 @@ QUILT_API ref_ptr<RenderTask> createCopyTask(const std::string& name, float time
 /// mix of the two. At `mix` 0 or less, and for NaN, this is `first` itself, at 1 or more `second`.
 QUILT_API ref_ptr<RenderTask> createMixTask(const std::string& name, float time, float mix,
                                             ref_ptr<RenderTask> first, ref_ptr<RenderTask> second);
+
+/// An operator of two premultiplied images, A and B, as createCompositeTask takes them. A and B in
+/// a formula are the values of one channel, alphaA and alphaB those of alpha; alpha itself follows
+/// the same formula. The numbers are written to files; 8 stands for nothing.
+enum CompositeOp : uint32_t
+{
+    COMPOSITEOP_Add = 0,         ///< A + B
+    COMPOSITEOP_Atop = 1,        ///< A alphaB + B (1 - alphaA)
+    COMPOSITEOP_Average = 2,     ///< (A + B) / 2
+    COMPOSITEOP_Difference = 3,  ///< |A - B|
+    COMPOSITEOP_Divide = 4,      ///< B / A, and B where A is 0
+    COMPOSITEOP_Exclusion = 5,   ///< A + B - 2 A B
+    COMPOSITEOP_SubtractAB = 6,  ///< A - B
+    COMPOSITEOP_Geometric = 7,   ///< the square root of A B, 0 where that is negative
+    COMPOSITEOP_Hypotenuse = 9,  ///< the square root of A^2 + B^2
+    COMPOSITEOP_Max = 10,        ///< the larger; where one is NaN, the other
+    COMPOSITEOP_OverPlain = 11,  ///< Over without its flag, whatever is given
+    COMPOSITEOP_Min = 12,        ///< the smaller; where one is NaN, the other
+    COMPOSITEOP_Multiply = 13,   ///< A B
+    COMPOSITEOP_In = 14,         ///< B alphaA: what of B lies in A
+    COMPOSITEOP_Out = 15,        ///< B (1 - alphaA): what of B lies outside A
+    COMPOSITEOP_Over = 16,       ///< A + B (1 - alphaA)
+    COMPOSITEOP_Under = 17,      ///< B + A (1 - alphaB)
+    COMPOSITEOP_Screen = 18,     ///< A + B - A B
+    COMPOSITEOP_SubtractBA = 19, ///< B - A
+};
+
+/// Combines two images by an operator.
+///
+/// Data region and channels are those of both together, with these exceptions. Over, Under and Atop
+/// always have alpha. In and Out have the channels of `b`, and alpha. The data of a product, which
+/// Multiply and In are, ends where a factor's data ends that is zero outside. An input without data
+/// counts with its background colour, one that lacks a channel with 0. The background colour is
+/// what the operator makes of the two background colours.
+///
+/// Where an input has no data and its background colour is zero, Over, Under, Atop, In, Out, Add,
+/// Exclusion, Multiply and Divide copy the other input or clear, instead of calculating. That gives
+/// the same pixels but for the sign of zero, and where that other input holds infinities or NaN:
+/// what becomes of these may then depend on how the picture is cut into tiles.
+///
+/// \param flagA         Max, Min: the one that is larger (smaller) in magnitude
+/// \param flagB         Over, Under, Atop, In, Out: alpha as a weight is clamped to 0..1, and NaN
+///                      is 0; Screen: the larger value where one of the two is outside 0..1
+/// \param cleanupClamp  puts a createCleanupClampTask that keeps negative colours behind the
+///                      operator, named `name` + ".clamp"
+/// \param mix           1 or more: the plain operator; less: blended with `b` by createMixTask
+/// under
+///                      `name` + ".Mix"; 0 or less, and NaN: `b` itself
+/// Throws RenderTaskRenderingException for a number that is no operator. Inputs must not be null.
+QUILT_API ref_ptr<RenderTask> createCompositeTask(const std::string& name, float time,
+                                                  CompositeOp op, bool flagA, bool flagB,
+                                                  bool cleanupClamp, float mix,
+                                                  ref_ptr<RenderTask> a, ref_ptr<RenderTask> b);
 
 }

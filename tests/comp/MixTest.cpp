@@ -5,8 +5,7 @@
 
 #include <gtest/gtest.h>
 
-#include "support/Render.h"
-#include "support/Tasks.h"
+#include "comp/Combined.h"
 
 using namespace QUILT;
 using namespace QUILT::Test;
@@ -27,37 +26,15 @@ protected:
     ~MixTest() override { RenderManager::ClearRenderTaskCache(); }
 };
 
-// What stands for the pattern at a pixel: its value or its background colour, 0 in a channel that
-// it lacks.
-Color4f colorAt(const PatternParams& params, int64_t x, int64_t y)
-{
-    const bool inside = params.region.contains(Rect(x, y, x + 1, y + 1));
-    Color4f color(0, 0, 0, 0);
-    for (int channel = 0; channel < 4; ++channel)
-    {
-        if (params.channels >> channel & 1)
-            color[channel] =
-                inside ? patternAt(x, y, channel, params.seed) : params.background[channel];
-    }
-    return color;
-}
-
 void expectMix(const PatternParams& first, const PatternParams& second)
 {
     const ref_ptr<RenderTask> task = createMixTask("mix", 0, 0.3f, new PatternTask("first", first),
                                                    new PatternTask("second", second));
     const Picture picture = render(task, Rect(-20, -20, 60, 60));
     EXPECT_EQ(picture.channels, first.channels | second.channels);
-    Picture expected(picture.bounds, picture.channels);
-    const EMULSION::Image image = expected.image();
-    for (int64_t y = -20; y < 60; ++y)
-    {
-        for (int64_t x = -20; x < 60; ++x)
-        {
-            const Color4f color = EMULSION::Mix(colorAt(first, x, y), colorAt(second, x, y), 0.3f);
-            EMULSION::SetPixel(&image, x, y, color.getValue());
-        }
-    }
+    const Picture expected =
+        combined(first, second, picture.bounds, picture.channels,
+                 [](const Color4f& a, const Color4f& b) { return EMULSION::Mix(a, b, 0.3f); });
     EXPECT_EQ(difference(expected, picture), "");
     RenderManager::ClearRenderTaskCache();
 }

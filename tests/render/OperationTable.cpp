@@ -4,8 +4,6 @@
 #include <limits>
 #include <stdexcept>
 
-#include <QUILT/CompositeTasks.h>
-
 namespace QUILT::Test
 {
 
@@ -107,17 +105,6 @@ Imath::Color4f awkwardColor(Random& random)
     if (random.oneIn(4))
         color[static_cast<int>(random.between(0, 3))] = random.pick(s_awkward);
     return color;
-}
-
-void addCompOperations(std::vector<Operation>& table)
-{
-    table.push_back({"Copy", 1, [](Random&, const Inputs& inputs) {
-                         return createCopyTask("copy", 0, inputs[0]);
-                     }});
-    table.push_back({"Mix", 2, [](Random& random, const Inputs& inputs) {
-                         const auto amount = static_cast<float>(random.between(0, 8)) / 8;
-                         return createMixTask("mix", 0, amount, inputs[0], inputs[1]);
-                     }});
 }
 
 }

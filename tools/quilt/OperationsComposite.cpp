@@ -5,6 +5,35 @@
 namespace QuiltTool
 {
 
+namespace
+{
+
+Param compositeOp()
+{
+    return choice("op", "The operator, on each channel of premultiplied pixels.",
+                  {{"Add", QUILT::COMPOSITEOP_Add},
+                   {"Atop", QUILT::COMPOSITEOP_Atop},
+                   {"Average", QUILT::COMPOSITEOP_Average},
+                   {"Difference", QUILT::COMPOSITEOP_Difference},
+                   {"Divide", QUILT::COMPOSITEOP_Divide},
+                   {"Exclusion", QUILT::COMPOSITEOP_Exclusion},
+                   {"SubtractAB", QUILT::COMPOSITEOP_SubtractAB},
+                   {"Geometric", QUILT::COMPOSITEOP_Geometric},
+                   {"Hypotenuse", QUILT::COMPOSITEOP_Hypotenuse},
+                   {"Max", QUILT::COMPOSITEOP_Max},
+                   {"OverPlain", QUILT::COMPOSITEOP_OverPlain},
+                   {"Min", QUILT::COMPOSITEOP_Min},
+                   {"Multiply", QUILT::COMPOSITEOP_Multiply},
+                   {"In", QUILT::COMPOSITEOP_In},
+                   {"Out", QUILT::COMPOSITEOP_Out},
+                   {"Over", QUILT::COMPOSITEOP_Over},
+                   {"Under", QUILT::COMPOSITEOP_Under},
+                   {"Screen", QUILT::COMPOSITEOP_Screen},
+                   {"SubtractBA", QUILT::COMPOSITEOP_SubtractBA}});
+}
+
+}
+
 std::vector<Operation> compositeOperations()
 {
     return {
@@ -25,6 +54,27 @@ std::vector<Operation> compositeOperations()
          [](const Arguments& a) {
              return QUILT::createMixTask(a.name, a.time, a.values.number("mix"), a.input("first"),
                                          a.input("second"));
+         }},
+
+        {"Composite",
+         "Combines two pictures by an operator such as Over, which lays a on b.",
+         {{"a"}, {"b"}},
+         {compositeOp().defaultsTo("Over"),
+          flag("flagA", "Max, Min: the value that is larger (smaller) in magnitude.")
+              .defaultsTo(false),
+          flag("flagB", "Over, Under, Atop, In, Out: alpha as a weight is clamped to 0..1; Screen: "
+                        "the larger value where one is outside 0..1.")
+              .defaultsTo(false),
+          flag("cleanupClamp", "Removes infinities, NaN and alpha outside 0..1 from the result.")
+              .defaultsTo(false),
+          number("mix", "How much of the result; 0 is b, 1 the plain result.")
+              .defaultsTo(1)
+              .between(0, 1)},
+         [](const Arguments& a) {
+             return QUILT::createCompositeTask(
+                 a.name, a.time, a.values.choice<QUILT::CompositeOp>("op"), a.values.flag("flagA"),
+                 a.values.flag("flagB"), a.values.flag("cleanupClamp"), a.values.number("mix"),
+                 a.input("a"), a.input("b"));
          }},
     };
 }

@@ -107,7 +107,7 @@ EMULSION_API void Multiply(const Image* output, const Image* a, const Image* b,
                            const Imath::Color4f& backgroundA, const Imath::Color4f& backgroundB);
 EMULSION_API Imath::Color4f Multiply(const Imath::Color4f& a, const Imath::Color4f& b);
 
-/// A + B - 2 A B. Without A this is B, without B it is A.
+/// A + B - 2 (A B). Without A this is B, without B it is A.
 EMULSION_API void Exclusion(const Image* output, const Image* a, const Image* b,
                             const Imath::Color4f& backgroundA, const Imath::Color4f& backgroundB);
 EMULSION_API Imath::Color4f Exclusion(const Imath::Color4f& a, const Imath::Color4f& b);

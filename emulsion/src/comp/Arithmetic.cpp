@@ -69,12 +69,13 @@ struct MultiplyFormula
     }
 };
 
+// The product is doubled and not a side, which might overflow although the other is 0.
 struct ExclusionFormula
 {
     template <class D, class V = hn::Vec<D>>
     V operator()(D d, V a, V b) const
     {
-        return hn::Sub(hn::Add(a, b), hn::Mul(hn::Mul(hn::Set(d, 2.0f), a), b));
+        return hn::Sub(hn::Add(a, b), hn::Mul(hn::Set(d, 2.0f), hn::Mul(a, b)));
     }
 };
 

@@ -1,0 +1,88 @@
+#include <cmath>
+
+#include <QUILT/CompositeTasks.h>
+
+#include "GraphTasks.h"
+#include "OperationTable.h"
+#include "support/Tasks.h"
+
+namespace QUILT::Test
+{
+
+namespace
+{
+
+// Only finite values, and no negative zeros among them.
+class TameOperation final : public EMULSION::PixelOperation
+{
+public:
+    const char* getName() const override { return "Tame"; }
+    uint64_t getRequiredChannels(uint64_t wanted) const override { return wanted; }
+
+    void transform(float* const planes[4], size_t count, uint64_t wanted) const override
+    {
+        for (size_t channel = 0; channel < 4; ++channel)
+            for (size_t i = 0; (wanted >> channel & 1) && i < count; ++i)
+                planes[channel][i] =
+                    std::isfinite(planes[channel][i]) ? planes[channel][i] + 0.0f : 0.0f;
+    }
+};
+
+ref_ptr<RenderTask> tame(const ref_ptr<RenderTask>& input)
+{
+    static const auto s_operation = std::make_shared<const TameOperation>();
+    return Private::createInPlaceTask(new KernelOp(s_operation, "", true), "tame", input, 0);
+}
+
+template <CompositeOp Op>
+ref_ptr<RenderTask> makeComposite(Random& random, const Inputs& inputs)
+{
+    const bool flagA = random.oneIn(2), flagB = random.oneIn(2), cleanup = random.oneIn(4);
+    const float mix = random.oneIn(3) ? 0.25f : 1.0f;
+    return createCompositeTask("composite", 0, Op, flagA, flagB, cleanup, mix, inputs[0],
+                               inputs[1]);
+}
+
+// An operator that copies or clears where an input has no data does in that tile what its kernel
+// does, but for values that are not finite and the sign of zero.
+template <CompositeOp Op>
+ref_ptr<RenderTask> makeShortComposite(Random& random, const Inputs& inputs)
+{
+    return tame(makeComposite<Op>(random, {tame(inputs[0]), tame(inputs[1])}));
+}
+
+}
+
+void addCompOperations(std::vector<Operation>& table)
+{
+    table.push_back({"Copy", 1, [](Random&, const Inputs& inputs) {
+                         return createCopyTask("copy", 0, inputs[0]);
+                     }});
+    table.push_back({"Mix", 2, [](Random& random, const Inputs& inputs) {
+                         const auto amount = static_cast<float>(random.between(0, 8)) / 8;
+                         return createMixTask("mix", 0, amount, inputs[0], inputs[1]);
+                     }});
+    table.insert(table.end(), {
+                                  {"Add", 2, makeShortComposite<COMPOSITEOP_Add>},
+                                  {"Atop", 2, makeShortComposite<COMPOSITEOP_Atop>},
+                                  {"Average", 2, makeComposite<COMPOSITEOP_Average>},
+                                  {"Difference", 2, makeComposite<COMPOSITEOP_Difference>},
+                                  {"Divide", 2, makeShortComposite<COMPOSITEOP_Divide>},
+                                  {"Exclusion", 2, makeShortComposite<COMPOSITEOP_Exclusion>},
+                                  {"SubtractAB", 2, makeComposite<COMPOSITEOP_SubtractAB>},
+                                  {"Geometric", 2, makeComposite<COMPOSITEOP_Geometric>},
+                                  {"Hypotenuse", 2, makeComposite<COMPOSITEOP_Hypotenuse>},
+                                  {"Max", 2, makeComposite<COMPOSITEOP_Max>},
+                                  {"OverPlain", 2, makeShortComposite<COMPOSITEOP_OverPlain>},
+                                  {"Min", 2, makeComposite<COMPOSITEOP_Min>},
+                                  {"Multiply", 2, makeShortComposite<COMPOSITEOP_Multiply>},
+                                  {"In", 2, makeShortComposite<COMPOSITEOP_In>},
+                                  {"Out", 2, makeShortComposite<COMPOSITEOP_Out>},
+                                  {"Over", 2, makeShortComposite<COMPOSITEOP_Over>},
+                                  {"Under", 2, makeShortComposite<COMPOSITEOP_Under>},
+                                  {"Screen", 2, makeComposite<COMPOSITEOP_Screen>},
+                                  {"SubtractBA", 2, makeComposite<COMPOSITEOP_SubtractBA>},
+                              });
+}
+
+}
