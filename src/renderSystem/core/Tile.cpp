@@ -188,10 +188,13 @@ void Tile::tellConsumers(std::vector<ref_ptr<Tile>>& readyTiles)
     {
         QUILT_ASSERT_TEXT(consumer->getStage() == InputRequestsDone,
                           "getStage() == InputRequestsDone");
+        // Once it is counted, the consumer may be rendered and gone at any moment, unless this was
+        // its last input.
+        const size_t pending = consumer->m_pendingInputCount;
         // acq_rel: whoever goes on to render the consumer sees all pixels of its inputs.
         const size_t finished =
             consumer->m_finishedInputCount.fetch_add(1, std::memory_order_acq_rel) + 1;
-        if (finished == consumer->m_pendingInputCount)
+        if (finished == pending)
         {
             consumer->m_stage = ReadyToRender;
             consumer->enterRenderQueue();
