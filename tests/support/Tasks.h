@@ -18,9 +18,10 @@ namespace QUILT::Test
 /// Each pixel a value of its own, made from its place, its channel and a seed.
 inline float patternAt(int64_t x, int64_t y, int channel, int seed)
 {
-    const uint64_t mixed = static_cast<uint64_t>(x * 73856093 ^ y * 19349663 ^ channel * 83492791) *
-                               0x9e3779b97f4a7c15u +
-                           static_cast<uint64_t>(seed) * 0xbf58476d1ce4e5b9u;
+    const auto times = [](int64_t a, uint64_t b) { return static_cast<uint64_t>(a) * b; };
+    const uint64_t place =
+        times(x, 73856093) ^ times(y, 19349663) ^ times(channel, 83492791); // wraps around far away
+    const uint64_t mixed = place * 0x9e3779b97f4a7c15u + times(seed, 0xbf58476d1ce4e5b9u);
     return static_cast<float>(mixed >> 44) * 0x1p-19f - 0.75f;
 }
 
