@@ -77,22 +77,25 @@ TEST(Operations, AreDescribedWhole)
     const std::function<void(const Json&)> checkParams = [&](const Json& params) {
         for (const Json& param : params)
         {
-            EXPECT_NE(std::ranges::find(types, param["type"].get<std::string>()), types.end())
-                << param;
+            const auto type = param["type"].get<std::string>();
+            EXPECT_NE(std::ranges::find(types, type), types.end()) << param;
             EXPECT_TRUE(param["sentence"].get<std::string>().ends_with('.')) << param;
-            EXPECT_EQ(param["type"] == "enum", param.contains("names")) << param;
-            EXPECT_EQ(param["type"] == "object" ||
-                          (param["type"] == "list" && param["of"] == "object"),
-                      param.contains("params"))
-                << param;
+            EXPECT_EQ(type == "enum", param.contains("names")) << param;
+            const bool ofObjects = type == "list" && param["of"].get<std::string>() == "object";
+            EXPECT_EQ(type == "object" || ofObjects, param.contains("params")) << param;
+            const Json otherwise = param.value("default", Json());
+            EXPECT_TRUE(type != "color" || otherwise.is_null() || otherwise.size() == 4) << param;
             if (param.contains("params"))
                 checkParams(param["params"]);
         }
     };
     const Json ops = table(folder);
     EXPECT_GE(ops.size(), 17u);
+    std::string last;
     for (const Json& op : ops)
     {
+        EXPECT_LT(last, op["name"].get<std::string>());
+        last = op["name"].get<std::string>();
         EXPECT_TRUE(op["sentence"].get<std::string>().ends_with('.')) << op["name"];
         checkParams(op["params"]);
         const ProcessResult one = runTool(folder, {"ops", op["name"]});

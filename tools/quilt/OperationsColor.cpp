@@ -23,8 +23,8 @@ std::vector<Operation> valueOperations()
         {"Clamp",
          "Limits values, channel by channel.",
          {{"input"}},
-         {color("min", "The least that a value may be.").defaultsTo(0),
-          color("max", "The most that it may be.").defaultsTo(1),
+         {color("min", "The least that a value may be.").defaultsTo({0, 0, 0, 0}),
+          color("max", "The most that it may be.").defaultsTo({1, 1, 1, 1}),
           flag("clampMin", "Whether min limits.").defaultsTo(true),
           flag("clampMax", "Whether max limits.").defaultsTo(true)},
          [](const Arguments& a) {
@@ -49,8 +49,8 @@ std::vector<Operation> valueOperations()
         {"Contrast",
          "Moves values away from a pivot, or towards it: (v - pivot) * contrast + pivot.",
          {{"input"}},
-         {color("contrast", "The factor; 1 changes nothing.").defaultsTo(1),
-          color("pivot", "The value that stays.").defaultsTo(0.18)},
+         {color("contrast", "The factor; 1 changes nothing.").defaultsTo({1, 1, 1, 1}),
+          color("pivot", "The value that stays.").defaultsTo({0.18, 0.18, 0.18, 0.18})},
          [](const Arguments& a) {
              return QUILT::createContrastTask(a.name, a.time, a.values.color("contrast"),
                                               a.values.color("pivot"), a.input("input"));
@@ -67,11 +67,11 @@ std::vector<Operation> valueOperations()
         {"Threshold",
          "Replaces values below a threshold by one colour and the others by another.",
          {{"input"}},
-         {color("threshold", "Where low ends and high begins.").defaultsTo(0.5),
+         {color("threshold", "Where low ends and high begins.").defaultsTo({0.5, 0.5, 0.5, 0.5}),
           flag("replaceLow", "Whether values below the threshold are replaced.").defaultsTo(true),
-          color("low", "What they become.").defaultsTo(0),
+          color("low", "What they become.").defaultsTo({0, 0, 0, 0}),
           flag("replaceHigh", "Whether the others are replaced.").defaultsTo(true),
-          color("high", "What they become.").defaultsTo(1)},
+          color("high", "What they become.").defaultsTo({1, 1, 1, 1})},
          [](const Arguments& a) {
              return QUILT::createThresholdTask(a.name, a.time, a.values.color("threshold"),
                                                a.values.flag("replaceLow"), a.values.color("low"),
@@ -91,54 +91,6 @@ std::vector<Operation> colorSpaceOperations()
          [](const Arguments& a) {
              return QUILT::createBackgroundColorTask(a.name, a.time, a.values.color("color"),
                                                      a.input("input"));
-         }},
-
-        {"Clamp",
-         "Limits values to a range, channel by channel.",
-         {{"input"}},
-         {color("min", "The least value.").defaultsTo({0, 0, 0, 0}),
-          color("max", "The greatest value.").defaultsTo({1, 1, 1, 1}),
-          flag("clampMin", "Whether values below the least one become that.").defaultsTo(true),
-          flag("clampMax", "Whether values above the greatest one become that.").defaultsTo(true)},
-         [](const Arguments& a) {
-             return QUILT::createClampTask(a.name, a.time, a.values.color("min"),
-                                           a.values.color("max"), a.values.flag("clampMin"),
-                                           a.values.flag("clampMax"), a.input("input"));
-         }},
-
-        {"Threshold",
-         "Splits values at a threshold, channel by channel.",
-         {{"input"}},
-         {color("threshold", "Values at or above it are high, all others low.")
-              .defaultsTo({0.5, 0.5, 0.5, 0.5}),
-          flag("replaceLow", "Whether low values are replaced.").defaultsTo(true),
-          color("low", "What replaces them.").defaultsTo({0, 0, 0, 0}),
-          flag("replaceHigh", "Whether high values are replaced.").defaultsTo(true),
-          color("high", "What replaces them.").defaultsTo({1, 1, 1, 1})},
-         [](const Arguments& a) {
-             return QUILT::createThresholdTask(a.name, a.time, a.values.color("threshold"),
-                                               a.values.flag("replaceLow"), a.values.color("low"),
-                                               a.values.flag("replaceHigh"), a.values.color("high"),
-                                               a.input("input"));
-         }},
-
-        {"Contrast",
-         "Moves values away from a pivot, or towards it: (v - pivot) * contrast + pivot.",
-         {{"input"}},
-         {color("contrast", "Above 1 there is more contrast, below 1 less.")
-              .defaultsTo({1, 1, 1, 1}),
-          color("pivot", "The value that stays.").defaultsTo({0.18, 0.18, 0.18, 0.18})},
-         [](const Arguments& a) {
-             return QUILT::createContrastTask(a.name, a.time, a.values.color("contrast"),
-                                              a.values.color("pivot"), a.input("input"));
-         }},
-
-        {"MultInverse",
-         "One divided by each value; 0 stays 0.",
-         {{"input"}},
-         {},
-         [](const Arguments& a) {
-             return QUILT::createMultInverseTask(a.name, a.time, a.input("input"));
          }},
 
         {"OCIOColorSpace",
