@@ -1,5 +1,6 @@
 #include <bit>
 #include <functional>
+#include <future>
 
 #include <half.h>
 
@@ -199,6 +200,16 @@ TEST_F(PictureFiles, WriteOneChannelAsGreyAndWhatIsMissingAsZero)
         EXPECT_EQ(found.at(2, 1)[c], 1.0f);
     EXPECT_NEAR(found.at(0, 1)[1], 0.6f, 1e-5);
     EXPECT_NEAR(found.at(1, 0)[1], 0.2f, 1e-5);
+
+    Picture colour(s_rgb, Rect(0, 0, 1, 1));
+    colour.floats = {0.2f, 0.4f, 0.6f};
+    OutputImageOptions options;
+    options.channels = ChannelRed | ChannelBlue;
+    write(path("some.bmp"), colour, options);
+    EXPECT_EQ(read(path("some.bmp")).floats, (std::vector<float>{0.2f, 0.0f, 0.6f, 1.0f}));
+    options.channels = ChannelGreen;
+    write(path("green.bmp"), colour, options);
+    EXPECT_EQ(read(path("green.bmp")).floats, (std::vector<float>{0.4f, 0.4f, 0.4f, 1.0f}));
 
     Picture redAlpha(ChannelRed | ChannelAlpha, Rect(0, 0, 1, 1));
     redAlpha.floats = {0.5f, 1.0f};
@@ -419,6 +430,30 @@ TEST_F(PictureFiles, ReadAnyPartAsTheWholeHasIt)
                         }
         }
     }
+}
+
+TEST_F(PictureFiles, AreTheSameToManyThreads)
+{
+    const auto work = [&](int number) {
+        Random random(9);
+        Picture written(s_rgba, Rect(0, 0, 60, 40));
+        for (float& value : written.floats)
+            value = static_cast<float>(random.real(0, 1));
+        std::vector<std::vector<float>> found;
+        for (const Format& format : s_lossless)
+        {
+            const std::string name = path(std::to_string(number) + "." + format.extension);
+            write(name, written, optionsOf(format));
+            found.push_back(read(name).floats);
+        }
+        return found;
+    };
+    std::vector<std::future<std::vector<std::vector<float>>>> others;
+    for (int number = 1; number <= 4; ++number)
+        others.push_back(std::async(std::launch::async, work, number));
+    const auto mine = work(0);
+    for (auto& other : others)
+        EXPECT_EQ(other.get(), mine);
 }
 
 TEST_F(PictureFiles, SayWhetherTheirRowsCanBeHadInAnyOrder)

@@ -19,6 +19,14 @@
 // OpenEXR is read through its own library; other formats come from modules that are opened when
 // the first file needs them. A file is known by its contents, whatever its name.
 //
+// The module of still formats reads TIFF, PNG, JPEG, DPX, Cineon, Radiance, TGA, BMP, PNM, SGI,
+// WebP, PSD and JPEG 2000. It is sought in the folders of the environment variable
+// EMULSION_MODULE_PATH, or without that in the folder "emulsion" beside this library. Integer
+// samples become 0 to 1, correctly rounded, without colour conversion; alpha is associated on
+// return; a picture is turned as its orientation tag says. A function that serves parts of a
+// picture that can only be decoded from its start keeps the rows decoded so far, with the samples
+// of the file, as long as it lives.
+//
 // Coordinates. The y axis points up. With an OpenEXR file's display window from (a, b) to (c, d),
 // both included and y pointing down, row f of the file is row b + d - f here, and the display
 // rectangle is [a, c+1) x [b, d+1). Formats without windows have their origin at the lower left.

@@ -21,6 +21,12 @@
 // A format is one of "exr", "tiff", "png", "jpeg", "dpx", "hdr", "tga", "bmp", "pnm", "avi"; an
 // empty name means the path's extension. Any other sets ERROR_FILE_UNSUPPORTED.
 //
+// Samples. Integers hold 0 to 1: what is outside is clamped, the rest rounded to the nearest and at
+// ties to the even one, and NaN is 0; there is no colour conversion. PNG and TGA hold alpha apart
+// from the colours, which are divided by it; TIFF holds it associated; jpeg, dpx, hdr, bmp and pnm
+// files have none, and drop it. A single channel, whichever it is, makes a grey picture in all
+// formats but exr. Formats other than exr need their module (see ImageFile.h).
+//
 // Failures. Every message names the file, what was tried and why it failed: ERROR_INVALID_ARGUMENT
 // for an option or an image that cannot be, ERROR_FILE_OPEN where no file can be made,
 // ERROR_FILE_WRITE for what fails later, such as a full disk, ERROR_IMAGE_TOO_LARGE for what the
