@@ -66,7 +66,7 @@ void PictureWriter::setTexts(const NewPicture& picture)
 void PictureWriter::write(const float* pixels, int64_t rows)
 {
     const int channels = m_spec.nchannels;
-    const auto rowFloats = static_cast<size_t>(m_spec.width * channels);
+    const auto rowFloats = static_cast<size_t>(m_spec.width) * static_cast<size_t>(channels);
     const size_t rowBytes = rowFloats * m_samples.sampleBytes();
     m_rows.resize(static_cast<size_t>(rows) * rowBytes);
     for (int64_t i = 0; i < rows; ++i)

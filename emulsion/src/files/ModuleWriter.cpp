@@ -176,8 +176,8 @@ private:
     int64_t rowsOfBatch() const
     {
         constexpr int64_t floats = 4 << 20, most = 128, strip = 32;
-        const int64_t rows =
-            std::clamp<int64_t>(floats / static_cast<int64_t>(rowFloats()), 1, most);
+        const int64_t rowSize = std::max<int64_t>(1, static_cast<int64_t>(rowFloats()));
+        const int64_t rows = std::clamp<int64_t>(floats / rowSize, 1, most);
         return rows > strip ? rows - rows % strip : rows;
     }
 
