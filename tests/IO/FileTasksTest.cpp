@@ -347,6 +347,17 @@ TEST_F(FileTasksTest, ATruncatedFileFailsTheRenderAndLeavesNothing)
     }
 }
 
+TEST_F(FileTasksTest, APartOfAFileIsNamedBehindItsPath)
+{
+    write(outParams("parts.exr", Rect(0, 0, 4, 4)), pattern(Rect(0, 0, 4, 4)));
+    // The file is found, the part is not: that is the file layer's to say.
+    const std::string failure = failureOf([&] { read(path("parts.exr?part=nowhere")); });
+    EXPECT_NE(failure.find("nowhere"), std::string::npos) << failure;
+    EXPECT_EQ(failure.find("File not found"), std::string::npos) << failure;
+    EXPECT_EQ(failureOf([&] { read(path("none.exr?part=a")); }),
+              "File not found: " + path("none.exr?part=a"));
+}
+
 TEST_F(FileTasksTest, TheColourSpaceComesFromTheNameOrIsNone)
 {
     const Rect window(0, 0, 4, 4);

@@ -175,7 +175,9 @@ TEST_F(Raw, TouchesNoFileOfSomebodyElse)
     WriteRAW(path(), &image.image);
     struct stat status = {};
     ASSERT_EQ(::stat(path(), &status), 0);
-    EXPECT_EQ(status.st_mode & 0777, 0600u & ~::umask(::umask(0)));
+    const mode_t mask = ::umask(0);
+    ::umask(mask);
+    EXPECT_EQ(status.st_mode & 0777, 0600u & ~mask);
 }
 
 TEST_F(Raw, SaysWhyAPathDoesNotServe)
