@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <cstdio>
 #include <cstdlib>
 #include <exception>
 #include <map>
@@ -8,6 +9,9 @@
 #include <string>
 
 #include <gtest/gtest.h>
+
+// Only the runtimes of sanitizers bring it.
+extern "C" __attribute__((weak)) void __sanitizer_set_death_callback(void (*callback)());
 
 /// Random tests that can be repeated: every case has a seed of its own, which is printed when the
 /// case fails.
@@ -91,13 +95,28 @@ inline uint64_t numberFromEnvironment(const char* name, uint64_t otherwise)
     return text ? std::strtoull(text, nullptr, 0) : otherwise;
 }
 
+/// The seed of the case that runs, told also when a sanitizer ends the process.
+inline uint64_t s_runningSeed = 0;
+
+inline void tellSeedAtDeath()
+{
+    if (!__sanitizer_set_death_callback)
+        return;
+    __sanitizer_set_death_callback([] {
+        std::fprintf(stderr, "repeat with QUILT_TEST_CASES=1 QUILT_TEST_SEED=%llu\n",
+                     static_cast<unsigned long long>(s_runningSeed));
+    });
+}
+
 /// Runs `work(Random&)` once for each case and stops at the first that fails or throws.
 void forEachRandomCase(int cases, auto&& work)
 {
     const uint64_t first = numberFromEnvironment("QUILT_TEST_SEED", 1);
     const uint64_t count = numberFromEnvironment("QUILT_TEST_CASES", static_cast<uint64_t>(cases));
+    tellSeedAtDeath();
     for (uint64_t seed = first; seed != first + count; ++seed)
     {
+        s_runningSeed = seed;
         SCOPED_TRACE("repeat with QUILT_TEST_CASES=1 QUILT_TEST_SEED=" + std::to_string(seed));
         Random random(seed);
         try
