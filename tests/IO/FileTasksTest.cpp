@@ -56,7 +56,7 @@ protected:
 
     static ref_ptr<RenderTask> pattern(const UTIL::Region& region, unsigned long channels = 15)
     {
-        return new PatternTask("pattern", {region, channels, {}, s_seed});
+        return new PatternTask("pattern", {region, channels, {0, 0, 0, 0}, s_seed});
     }
 
     // A float file, uncompressed, so that every bit comes back and sizes are known.
@@ -86,7 +86,8 @@ protected:
         const auto task = createFileOutTask("out", 0, params, input);
         UTIL::Region data;
         task->getOutputDescription(nullptr, &data);
-        for (const Collector::Error& error : run(task, data)->m_errors)
+        const ref_ptr<Collector> collector = run(task, data);
+        for (const Collector::Error& error : collector->m_errors)
             ADD_FAILURE() << error.message;
     }
 
@@ -318,7 +319,8 @@ TEST_F(FileTasksTest, AChangedFileIsNoticed)
 
     // The same size, other pixels.
     fs::remove(params.filename);
-    const ref_ptr<RenderTask> other(new PatternTask("pattern", {window, 15, {}, s_seed + 1}));
+    const ref_ptr<RenderTask> other(
+        new PatternTask("pattern", {window, 15, {0, 0, 0, 0}, s_seed + 1}));
     const auto out = createFileOutTask("out", 0, params, other);
     RenderManager::Render({{out, window, 0}}, nullptr, nullptr, false,
                           RenderManager::RenderTypePrimary);

@@ -147,5 +147,5 @@ TEST_F(OcioTest, TheBackgroundTaskChangesTheBackgroundAlone)
     const Picture picture = render(task, Rect(-4, 0, 2, 1));
     EXPECT_EQ(*picture.at(-4, 0), 9);
     EXPECT_EQ(*picture.at(0, 0), patternAt(0, 0, 0, 3));
-    EXPECT_THROW(createBackgroundColorTask("t", 0, {}, nullptr), std::exception);
+    EXPECT_THROW(createBackgroundColorTask("t", 0, {0, 0, 0, 0}, nullptr), std::exception);
 }
