@@ -60,6 +60,7 @@ enum OutputDataWindow : int
 
 /// Where and how to write. The numbers of file types and their options are those of
 /// EMULSION::WriteImage.
+// NOLINTNEXTLINE(clang-analyzer-optin.performance.Padding): in the order in which they are read
 struct FileOutParams
 {
     bool writeFile = true; ///< false: only passes its input on

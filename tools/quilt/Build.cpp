@@ -126,7 +126,7 @@ private:
         try
         {
             arguments.values = makeValues();
-            const ref_ptr<RenderTask> task = operation.build(arguments);
+            ref_ptr<RenderTask> task = operation.build(arguments);
             task->getOutputDescription(nullptr, nullptr);
             // Factories may leave an error behind instead of throwing it.
             QUILT::CheckError();

@@ -391,12 +391,15 @@ std::string describe(const Json& json)
     constexpr size_t most = 60;
     if (json.is_object())
         return "an object";
-    const std::string text = json.dump(-1, ' ', false, Json::error_handler_t::replace);
+    std::string text = json.dump(-1, ' ', false, Json::error_handler_t::replace);
     if (text.size() <= most)
         return text;
     if (json.is_array())
         return "a list of " + std::to_string(json.size());
-    return text.substr(0, most) + "...";
+    size_t end = most;
+    while ((static_cast<unsigned char>(text[end]) & 0xC0) == 0x80) // inside of a character
+        --end;
+    return text.substr(0, end) + "...";
 }
 
 std::string resolved(const std::string& filename, const std::filesystem::path& folder)
