@@ -28,6 +28,17 @@ size_t randomInput(size_t nodeCount, Random& random)
     return nodeCount - 1;
 }
 
+// One that may come behind that many others.
+GraphNode randomNode(size_t nodeCount, Random& random)
+{
+    GraphNode node{0, {}, random.bits()};
+    node.operation =
+        static_cast<size_t>(random.between(0, static_cast<int64_t>(operations().size()) - 1));
+    for (size_t i = 0; i < operations()[node.operation].inputs; ++i)
+        node.inputs.push_back(randomInput(nodeCount, random));
+    return node;
+}
+
 // Without the nodes that no output needs.
 RandomGraph compacted(const RandomGraph& graph)
 {
@@ -237,16 +248,39 @@ RandomGraph randomGraph(Random& random)
             graph.nodes.push_back(leaf("Pattern", random.bits()));
             continue;
         }
-        GraphNode node{0, {}, random.bits()};
-        node.operation =
-            static_cast<size_t>(random.between(0, static_cast<int64_t>(operations().size()) - 1));
-        for (size_t i = 0; i < operations()[node.operation].inputs; ++i)
-            node.inputs.push_back(randomInput(graph.nodes.size(), random));
-        graph.nodes.push_back(std::move(node));
+        graph.nodes.push_back(randomNode(graph.nodes.size(), random));
     }
     graph.outputs.push_back(graph.nodes.size() - 1);
     while (graph.outputs.size() < 3 && random.oneIn(4))
         graph.outputs.push_back(randomInput(graph.nodes.size(), random));
+    return compacted(graph);
+}
+
+RandomGraph edited(RandomGraph graph, Random& random)
+{
+    const auto chosen =
+        static_cast<size_t>(random.between(0, static_cast<int64_t>(graph.nodes.size()) - 1));
+    GraphNode& node = graph.nodes[chosen];
+    switch (random.between(0, 6))
+    {
+    case 0:
+        for (size_t& input : node.inputs)
+            input = random.oneIn(2) ? randomInput(chosen, random) : input;
+        break;
+    case 1:
+        if (!node.inputs.empty())
+            replaceUses(graph, chosen, random.pick(node.inputs));
+        break;
+    case 2: // a node at the end
+        graph.nodes.push_back(randomNode(graph.nodes.size(), random));
+        graph.outputs.back() = graph.nodes.size() - 1;
+        break;
+    case 3:
+        graph.outputs.back() = chosen;
+        break;
+    default:
+        node.seed = random.bits();
+    }
     return compacted(graph);
 }
 

@@ -41,6 +41,10 @@ private:
 /// Up to 12 nodes and 3 outputs; nodes may be shared, and used twice by one consumer.
 RandomGraph randomGraph(Random& random);
 
+/// The graph after a change that a user may make: other parameters, another input, a node more or
+/// less, another output. What is not changed is what it was.
+RandomGraph edited(RandomGraph graph, Random& random);
+
 /// The row on inputs that are patterns and the like.
 RandomGraph graphOf(size_t operation, Random& random);
 

@@ -6,8 +6,10 @@
 #include <iostream>
 #include <set>
 #include <sstream>
+#include <thread>
 
 #include <Bramble3/Configuration.h>
+#include <Bramble3/XmlElement.h>
 #include <EMULSION/Plumbing.h>
 #include <unistd.h>
 
@@ -56,10 +58,12 @@ class SettingScope
 {
 public:
     explicit SettingScope(const Setting& setting)
+        : m_keepsCache(setting.cache == Setting::Kept || setting.cache == Setting::KeptOff)
     {
         apply(setting);
         RM::SetPollPeriod(20);
-        RM::clearSpeculativeCache();
+        if (!m_keepsCache)
+            RM::clearSpeculativeCache();
         if (setting.cache != Setting::Uncached)
             m_cerr = std::cerr.rdbuf(&m_discarding);
     }
@@ -69,7 +73,8 @@ public:
         Util::JobMgr::instance()->waitUntilIdle(s_longestWait);
         if (m_cerr)
             std::cerr.rdbuf(m_cerr);
-        RM::clearSpeculativeCache();
+        if (!m_keepsCache)
+            RM::clearSpeculativeCache();
         RM::ClearRenderTaskCache();
         RM::SetPollPeriod(m_pollPeriod);
         apply(m_before);
@@ -82,7 +87,8 @@ public:
         if (RM::getRenderThreads() != static_cast<int>(setting.threads))
             RM::setRenderThreads(setting.threads);
         RM::SetTileOrder(setting.order);
-        RM::setSpeculativeCachingEnable(setting.cache != Setting::Uncached);
+        RM::setSpeculativeCachingEnable(setting.cache != Setting::Uncached &&
+                                        setting.cache != Setting::KeptOff);
         ImageAllocator::instance()->setMaxMemUsage(setting.memoryBudget);
         InPlaceTask::setCollapsing(setting.collapsing);
     }
@@ -101,6 +107,7 @@ private:
         return setting;
     }
 
+    const bool m_keepsCache;
     const Setting m_before = current();
     const bool m_caching = RM::getSpeculativeCachingEnable();
     const long m_pollPeriod = Private::pollPeriod();
@@ -110,7 +117,8 @@ private:
 
 const char* nameOf(Setting::CacheUse use)
 {
-    static constexpr const char* s_names[] = {"uncached", "cached", "filled", "foreign"};
+    static constexpr const char* s_names[] = {"uncached", "cached",     "filled",
+                                              "foreign",  "kept cache", "kept cache off"};
     return s_names[use];
 }
 
@@ -155,9 +163,18 @@ std::string leftovers()
     };
     tell("tasks", Private::livingCount(Living::Tasks));
     tell("tiles", Private::livingCount(Living::Tiles));
-    tell("images", Private::livingCount(Living::Images));
+    long cachedImages = 0, cachedBytes = 0;
+    const XmlElement contents = RM::GetSpeculativeCacheContents();
+    for (const XmlElement& record : contents->getChildren().at(0)->getChildren())
+    {
+        cachedImages += std::stol(*record->findAttr("count"));
+        cachedBytes += std::stol(*record->findAttr("size"));
+    }
+    tell("images", Private::livingCount(Living::Images) - cachedImages);
     tell("swap files", Private::livingCount(Living::SwapFiles));
-    tell("bytes of pixels", ImageAllocator::instance()->getMemUsage());
+    tell("bytes of pixels", ImageAllocator::instance()->getMemUsage() - cachedBytes);
+    tell("bytes that the cache counts wrongly",
+         ImageAllocator::instance()->getSpeculativeCache().getMemoryUsage() - cachedBytes);
     tell("bytes on disk", ImageAllocator::instance()->getDiskUsage());
     return text.str().empty() ? "" : "leftover:" + text.str();
 }
@@ -206,8 +223,7 @@ Setting randomSetting(Random& random)
     if (random.oneIn(2))
         setting.memoryBudget = s_tinyBudget;
     setting.collapsing = !random.oneIn(3);
-    setting.cache =
-        static_cast<Setting::CacheUse>(random.between(0, Setting::NumberOfCacheUses - 1));
+    setting.cache = static_cast<Setting::CacheUse>(random.between(0, Setting::Foreign));
     if (random.oneIn(2))
         setting.request =
             static_cast<Setting::Request>(random.between(0, Setting::NumberOfRequests - 1));
@@ -239,7 +255,9 @@ std::vector<Setting> plainerSettings(const Setting& setting)
 GraphCheck::GraphCheck(GraphBuilder build, uint64_t seed, GraphBuilder foreign)
     : m_build(std::move(build)), m_seed(seed), m_foreign(std::move(foreign))
 {
-    const SettingScope scope(Setting{});
+    Setting setting; // the cache has no part in this
+    setting.cache = Setting::KeptOff;
+    const SettingScope scope(setting);
     try
     {
         evaluate();
@@ -341,19 +359,36 @@ void GraphCheck::renderForeign(const Setting& setting) const
     SettingScope::apply(setting);
 }
 
+std::vector<RenderDescription> GraphCheck::describe(const Setting& setting) const
+{
+    RM::ClearRenderTaskCache();
+    std::vector<RenderDescription> descriptions;
+    for (const ref_ptr<RenderTask>& task : m_build())
+    {
+        const size_t i = descriptions.size();
+        descriptions.push_back(
+            {task, requestedArea(setting, m_outputs[i].expected.bounds), 10 + i});
+    }
+    return descriptions;
+}
+
+void GraphCheck::cancel(const Setting& asked, std::chrono::microseconds after) const
+{
+    if (!m_failure.empty())
+        return;
+    const Setting setting = withFewerTiles(asked);
+    const SettingScope scope(setting);
+    RM::Render(describe(setting), new Collector, nullptr, true, RM::RenderTypePrimary);
+    std::this_thread::sleep_for(after);
+    RM::cancel(RM::RenderTypePrimary, true);
+}
+
 std::string GraphCheck::render(const Setting& setting, RenderCounts* counts) const
 {
     try
     {
-        RM::ClearRenderTaskCache();
         const long swapsBefore = counts ? swapCount() : 0;
-        std::vector<RenderDescription> descriptions;
-        for (const ref_ptr<RenderTask>& task : m_build())
-        {
-            const size_t i = descriptions.size();
-            descriptions.push_back(
-                {task, requestedArea(setting, m_outputs[i].expected.bounds), 10 + i});
-        }
+        const std::vector<RenderDescription> descriptions = describe(setting);
         const ref_ptr<Collector> collector(new Collector);
         RM::Render(descriptions, collector, nullptr, false, RM::RenderTypePrimary);
         Util::JobMgr::instance()->waitUntilIdle(s_longestWait);

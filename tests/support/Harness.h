@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <functional>
 #include <iosfwd>
@@ -34,7 +35,8 @@ struct Setting
         Cached,  ///< empty at the start
         Filled,  ///< what the same render has left there
         Foreign, ///< what another graph, perhaps on other tiles, has left there
-        NumberOfCacheUses
+        Kept,    ///< what is there already, and stays there
+        KeptOff  ///< the same, but switched off meanwhile
     };
     CacheUse cache = Uncached;
 
@@ -87,8 +89,12 @@ public:
     ///
     /// Right is: every pixel of the requested area has the expected bits, each tile came once, each
     /// output ended once, no error was reported, and nothing is left in memory afterwards. Tiles
-    /// are made larger where there would be many thousands of them.
+    /// are made larger where there would be many thousands of them. What the cache keeps is no
+    /// leftover as long as its figures add up.
     std::string check(const Setting& setting, RenderCounts* counts = nullptr) const;
+
+    /// Starts a render under the setting and cancels it after that time.
+    void cancel(const Setting& setting, std::chrono::microseconds after) const;
 
 private:
     struct Output
@@ -98,6 +104,7 @@ private:
     };
 
     void evaluate();
+    std::vector<RenderDescription> describe(const Setting& setting) const;
     std::string render(const Setting& setting, RenderCounts* counts) const;
     void renderForeign(const Setting& setting) const;
     std::string compare(const Output& output, unsigned long id, const UTIL::Region& requested,
