@@ -186,9 +186,13 @@ void updatePriorities(benchmark::State& state)
     SpeculativeCache::TaskProbabilities tasks;
     for (int i = 0; i < 500; ++i)
         tasks.emplace_back("task" + std::to_string(i), float(i % 3) / 2.0f);
+    std::vector<std::string> ids;
+    for (int i = 0; i < s_members; i += 2)
+        ids.push_back(cacheID(i));
+    const SpeculativeCache::Identities current(ids.begin(), ids.end());
     for ([[maybe_unused]] auto _ : state)
     {
-        allocator->updateCachePriorities(tasks, 0.0f);
+        allocator->updateCachePriorities(tasks, 0.0f, &current);
         std::swap(tasks.front().second, tasks.back().second);
     }
 }
