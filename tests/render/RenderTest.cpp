@@ -1,6 +1,7 @@
 #include <QUILT/CompositeTasks.h>
 #include <QUILT/ProceduralTasks.h>
 
+#include <Bramble3/XmlElement.h>
 #include <gtest/gtest.h>
 
 #include "private/LivingCounts.h"
@@ -81,4 +82,49 @@ TEST_F(RenderTest, ATaskThatActsOutsideRendersEachTimeAndSoDoesWhatItFeeds)
     RenderManager::clearSpeculativeCache();
     EXPECT_EQ(renderedTasks(true), all);
     EXPECT_EQ(renderedTasks(true), all);
+}
+
+TEST_F(RenderTest, IsReportedAsATreeOfFigures)
+{
+    RenderManager::setRenderThreads(2);
+    RenderManager::clearSpeculativeCache();
+    const auto figures = [] {
+        std::string text;
+        for (XmlElement element = RenderManager::getStatistics(); element;)
+        {
+            text += element->getName() + '\n';
+            for (const auto& [name, value] : element->getAttributes())
+                if (name != "Peak Disk Usage") // of the whole process
+                    text += "  " + name + ": " + value + '\n';
+            element = element->getChildren().empty() ? nullptr : element->getChildren()[0];
+        }
+        return text;
+    };
+    const auto renderPattern = [] {
+        RenderManager::ClearRenderTaskCache();
+        render(new PatternTask("pattern", {Rect(0, 0, 32, 32)}), Rect(0, 0, 32, 32));
+    };
+    renderPattern();
+    RenderManager::resetStatistics();
+    renderPattern();
+    EXPECT_EQ(figures(), "Render Manager\n"
+                         "  Render Threads: 2\n"
+                         "  Tile Width: 16\n"
+                         "  Tile Height: 16\n"
+                         "  Speculative Caching Enabled: 1\n"
+                         "Image Memory Management\n"
+                         "  Peak Memory Usage: 0 B\n" // all came from the cache
+                         "  Peak Memory Usage (FileIn): 0 B\n"
+                         "  Max Memory Allowed: 256 MB\n"
+                         "  Tile Swap Count (to disk): 0\n"
+                         "  Tile Swap Time (to disk): 0.00 us\n"
+                         "  Tile Swap Count (from disk): 0\n"
+                         "  Tile Swap Time (from disk): 0.00 us\n"
+                         "  Tile Swap Time (total): 0.00 us\n"
+                         "Speculative Cache\n"
+                         "  Total Entries: 4\n"
+                         "  Num Hits: 4\n"
+                         "  Memory Usage: 16 KB\n");
+    RenderManager::setRenderThreads(3);
+    RenderManager::clearSpeculativeCache();
 }
