@@ -40,7 +40,7 @@ std::string explain(RandomGraph graph, uint64_t seed, Setting setting, const std
     const auto fails = [&](const RandomGraph& g, const Setting& s) {
         return kindOf(checkUnder(g, seed, s)) == kindOf(failure);
     };
-    graph = shrink(std::move(graph), [&](RandomGraph& g) { return fails(g, setting); });
+    graph = shrink(graph, [&](RandomGraph& g) { return fails(g, setting); });
     for (bool plainer = true; plainer;)
     {
         plainer = false;

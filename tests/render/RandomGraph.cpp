@@ -86,7 +86,7 @@ std::string parametersOf(RenderTask& task)
 class Shrinker
 {
 public:
-    Shrinker(RandomGraph graph, const std::function<bool(RandomGraph&)>& fails)
+    Shrinker(const RandomGraph& graph, const std::function<bool(RandomGraph&)>& fails)
         : m_graph(compacted(graph)), m_fails(fails)
     {}
 
@@ -300,9 +300,9 @@ RandomGraph graphOf(size_t operation, Random& random)
     return graph;
 }
 
-RandomGraph shrink(RandomGraph graph, const std::function<bool(RandomGraph&)>& fails)
+RandomGraph shrink(const RandomGraph& graph, const std::function<bool(RandomGraph&)>& fails)
 {
-    return Shrinker(std::move(graph), fails).run();
+    return Shrinker(graph, fails).run();
 }
 
 }

@@ -50,6 +50,6 @@ RandomGraph graphOf(size_t operation, Random& random);
 
 /// A smaller graph that fails as well: fewer outputs and nodes, then smaller draws, and with these
 /// smaller rectangles and plainer parameters.
-RandomGraph shrink(RandomGraph graph, const std::function<bool(RandomGraph&)>& fails);
+RandomGraph shrink(const RandomGraph& graph, const std::function<bool(RandomGraph&)>& fails);
 
 }

@@ -10,7 +10,7 @@
 
 #include <gtest/gtest.h>
 
-// Only the runtimes of sanitizers bring it.
+// Only the runtimes of sanitizers bring it. NOLINTNEXTLINE(bugprone-reserved-identifier)
 extern "C" __attribute__((weak)) void __sanitizer_set_death_callback(void (*callback)());
 
 /// Random tests that can be repeated: every case has a seed of its own, which is printed when the
