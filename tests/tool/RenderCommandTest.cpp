@@ -101,6 +101,25 @@ TEST(RenderCommand, WritesFramesWithWhatWasAskedFor)
         EXPECT_TRUE(report[figure].is_number()) << figure;
 }
 
+TEST(RenderCommand, WritesThroughFileOutNodes)
+{
+    const TestFolder folder;
+    const Json nodes = {
+        {"c", node("Bars")},
+        {"inner", node("FileOut", {{"filename", "inner.exr"}}, {{"input", "c"}})},
+        {"idle",
+         node("FileOut", {{"filename", "idle.exr"}, {"writeFile", false}}, {{"input", "inner"}})},
+        {"outer", node("FileOut", {{"filename", "outer.$F.exr"}}, {{"input", "idle"}})},
+        {"unused", node("FileOut", {{"filename", "unused.exr"}}, {{"input", "c"}})}};
+    const ProcessResult result =
+        runTool(folder, {"render", folder.write("g.json", graphOf(nodes, {{{"node", "outer"}}})),
+                         "--frames", "7", "--json", "-"});
+    EXPECT_EQ(result.status, s_done) << result.err;
+    EXPECT_EQ(Json::parse(result.out)["frames"][0]["files"],
+              Json({folder / "inner.exr", folder / "outer.7.exr"}));
+    EXPECT_EQ(folder.names(), (std::vector<std::string>{"g.json", "inner.exr", "outer.7.exr"}));
+}
+
 TEST(RenderCommand, HeedsItsOptions)
 {
     const TestFolder folder;

@@ -79,20 +79,16 @@ public:
     void buildOutput(const Output& output)
     {
         ref_ptr<RenderTask> task = m_frame.tasks[output.node];
-        std::string file;
         if (task && output.file)
         {
             Arguments arguments = argumentsFor(m_graph.nodes[output.node].name);
             arguments.inputs["input"] = {task};
             task = build(fileOut(), arguments, [&] {
-                Values values = m_graph.fileValuesOf(output, m_frame.number, m_frame.format);
-                file = values.text("filename");
-                return values;
+                return m_graph.fileValuesOf(output, m_frame.number, m_frame.format);
             });
             refuseWithoutChannels(task, arguments.name);
         }
         m_frame.outputs.push_back(task);
-        m_frame.files.push_back(file);
     }
 
 private:

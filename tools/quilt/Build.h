@@ -32,7 +32,6 @@ struct Frame
     std::optional<UTIL::Rect> format;         ///< of the graph at this frame
     std::vector<ref_ptr<RenderTask>> tasks;   ///< for each node; null for those left out
     std::vector<ref_ptr<RenderTask>> outputs; ///< for each output: what is to be rendered
-    std::vector<std::string> files;           ///< for each output: the file, empty without one
     std::vector<Failure> failures;            ///< of nodes that could not be built
 };
 

@@ -103,6 +103,14 @@ std::vector<std::string> picturesToRead(const GraphFile& graph, const std::vecto
     return pictures;
 }
 
+std::vector<std::string> picturesToWrite(const GraphFile& graph, int64_t frame)
+{
+    std::vector<std::string> pictures;
+    for (const FileParam& writer : filesAt(graph, frame, FileUse::Write))
+        pictures.push_back(writer.file);
+    return pictures;
+}
+
 std::vector<std::string> overwrittenOutputs(const GraphFile& graph,
                                             const std::vector<int64_t>& frames)
 {

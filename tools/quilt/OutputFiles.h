@@ -16,6 +16,9 @@ void checkOutputFiles(const GraphFile& graph, const std::vector<int64_t>& frames
 /// The pictures that the outputs read at these frames, each once.
 std::vector<std::string> picturesToRead(const GraphFile& graph, const std::vector<int64_t>& frames);
 
+/// The files that the outputs, and the file-out nodes that they need, write at a frame.
+std::vector<std::string> picturesToWrite(const GraphFile& graph, int64_t frame);
+
 /// The outputs whose file is the same at each of several frames, by their places.
 std::vector<std::string> overwrittenOutputs(const GraphFile& graph,
                                             const std::vector<int64_t>& frames);

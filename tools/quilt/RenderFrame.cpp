@@ -8,6 +8,7 @@
 
 #include <QUILT/RenderManager.h>
 
+#include "OutputFiles.h"
 #include "Signals.h"
 
 namespace QuiltTool
@@ -166,8 +167,7 @@ private:
         else if (!finished)
             m_result.status = FrameStatus::Cancelled;
         else
-            std::ranges::copy_if(frame.files, std::back_inserter(m_result.files),
-                                 [](const std::string& file) { return !file.empty(); });
+            m_result.files = picturesToWrite(m_graph, m_job.frame);
     }
 
     void tick()
