@@ -99,7 +99,9 @@ void ImageAllocator::shutDown()
     m_maxKeptMemory = 0;
     clearSpeculativeCache();
     {
-        // Of images that somebody still holds, be it a tile whose turn never came.
+        // Of images that somebody still holds, be it a tile whose turn never came. Whoever is just
+        // writing one holds the memory's mutex, and would bring it into being behind our back.
+        const std::lock_guard memLock(m_memMutex);
         const std::lock_guard lock(m_swapFilesMutex);
         m_isShutDown = true;
         for (const std::string& path : m_swapFiles)
