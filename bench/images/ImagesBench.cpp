@@ -166,13 +166,42 @@ void cacheMiss(benchmark::State& state)
 }
 BENCHMARK(cacheMiss);
 
+std::vector<CacheKey> someKeys()
+{
+    std::vector<CacheKey> keys;
+    for (int i = 0; i < 4096; ++i)
+        keys.push_back({cacheID(i * 23), TileID(1, 2, 256, 256)});
+    return keys;
+}
+
+// Takes many members out, one after the other.
+void cacheHits(benchmark::State& state)
+{
+    const auto allocator = fullCache();
+    const std::vector<CacheKey> keys = someKeys();
+    std::vector<ImageBuffer> found(keys.size());
+    for ([[maybe_unused]] auto _ : state)
+    {
+        for (std::size_t i = 0; i < keys.size(); ++i)
+            found[i] = allocator->getCachedImage(keys[i]);
+        state.PauseTiming();
+        for (ImageBuffer& image : found)
+        {
+            if (image.isNull())
+                state.SkipWithError("a member is missing");
+            image.setNull();
+        }
+        state.ResumeTiming();
+    }
+    state.SetItemsProcessed(int64_t(state.iterations()) * int64_t(keys.size()));
+}
+BENCHMARK(cacheHits);
+
 // Takes a member out, which then is offered again and taken.
 void cacheHitAndReturn(benchmark::State& state)
 {
     const auto allocator = fullCache();
-    std::vector<CacheKey> keys;
-    for (int i = 0; i < 4096; ++i)
-        keys.push_back({cacheID(i * 23), TileID(1, 2, 256, 256)});
+    const std::vector<CacheKey> keys = someKeys();
     std::size_t next = 0;
     for ([[maybe_unused]] auto _ : state)
         if (allocator->getCachedImage(keys[next++ % keys.size()]).isNull())

@@ -251,19 +251,18 @@ private:
     float m_tileTimeSum = 0.0f;
     uint32_t m_tileTimeCount = 0;
 
+    // The history of edits
+    size_t m_editIndex = 0;      // this task's number among those of the render, inputs first
+    std::string m_mergedNodeIDs; // of the in-place tasks that this one took over
+    float m_probabilityBeingEdited = 1.0f; // 0 when the node is that of the last render
+    float m_probabilityIsNeeded = 1.0f;
+    float m_sampleRateX = 1.0f;
+    float m_sampleRateY = 1.0f;
+    bool m_isInHistory = false; // has its number
+
     bool m_caching = true;
     bool m_actsOutside = false;
     bool m_diskCacheEnabled = false;
-    float m_sampleRateX = 1.0f;
-    float m_sampleRateY = 1.0f;
-
-    // The history of edits
-    float m_probabilityBeingEdited = 1.0f; // 0 when the node is that of the last render
-    float m_probabilityIsNeeded = 1.0f;
-    size_t m_editIndex = 0;      // this task's number among those of the render, inputs first
-    bool m_isInHistory = false;  // has its number
-    std::string m_mergedNodeIDs; // of the in-place tasks that this one took over
-
     const Counted<Living::Tasks> m_counted;
 };
 

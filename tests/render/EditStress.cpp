@@ -50,7 +50,7 @@ private:
         ref_ptr<RenderTask> task(
             new PatternTask("read" + n, {s_data, 15, {0, 0, 0, 0}, m_knobs[i]}));
         task = affine("grade" + n, float(m_knobs[i + 1]), 2, task);
-        task = new ReachTask("reach" + n, {5 * m_knobs[i + 2]}, task);
+        task = new ReachTask("reach" + n, {5 * int64_t(m_knobs[i + 2])}, task);
         return affine("top" + n, float(m_knobs[i + 3]), 0.5f, task);
     }
 
@@ -61,7 +61,7 @@ private:
             const float read = isData ? patternAt(px, py, 0, m_knobs[i]) : 0;
             return read * float(m_knobs[i + 1]) + 2;
         };
-        const int reach = 5 * m_knobs[i + 2];
+        const int64_t reach = 5 * int64_t(m_knobs[i + 2]);
         return (graded(x, y) + graded(x + reach, y) + graded(x, y + reach)) *
                    float(m_knobs[i + 3]) +
                0.5f;
