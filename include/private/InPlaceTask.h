@@ -72,13 +72,12 @@ private:
         EMULSION::PixelOperationPtr operation; // null where the op has to be applied
     };
 
-    std::vector<Step> stepsOfChain() const;
+    void prepareChain(const std::vector<unsigned long>& wantedChannels);
     void runChain(const EMULSION::Image* output, const EMULSION::Image* input) const;
 
     std::vector<ref_ptr<InPlaceOp>> m_ops;    // [0] is the last to run, nearest the consumers
     unsigned long m_intermediateChannels = 0; // that pass between operations
-    // For each operation the channels that it wants and that are not defined where it reads.
-    std::vector<unsigned long> m_lackingChannels;
+    std::vector<Step> m_steps;                // of a chain, in the order in which they run
 };
 
 /// Makes an in-place task on an input. A null input throws RenderTaskRenderingException.

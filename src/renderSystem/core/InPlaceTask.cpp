@@ -114,19 +114,30 @@ void InPlaceTask::makeInputFormatRequests()
 {
     unsigned long wanted = getRequiredOutputChannels();
     m_intermediateChannels = 0;
-    m_lackingChannels.clear();
+    std::vector<unsigned long> wantedChannels; // of each operation
     for (const ref_ptr<InPlaceOp>& op : m_ops)
     {
         wanted = op->computeInputChannels(wanted);
         m_intermediateChannels |= wanted;
-        m_lackingChannels.push_back(wanted);
+        wantedChannels.push_back(wanted);
     }
     addInputRequest(0, getDefinedInputChannels(0) & wanted);
+    if (m_ops.size() > 1)
+        prepareChain(wantedChannels);
+}
 
+// Once for all tiles. What an operation makes of a channel that is not defined behind it must not
+// reach the next one, for which that channel is 0.
+void InPlaceTask::prepareChain(const std::vector<unsigned long>& wantedChannels)
+{
+    m_steps.clear();
     unsigned long defined = getDefinedInputChannels(0);
     for (size_t i = m_ops.size(); i-- > 0;)
     {
-        m_lackingChannels[i] &= ~defined;
+        const unsigned long lacking = wantedChannels[i] & ~defined;
+        if (lacking != 0 && !m_steps.empty())
+            m_steps.push_back({nullptr, EMULSION::makeClearChannelsOperation(lacking)});
+        m_steps.push_back({m_ops[i].get(), m_ops[i]->getPixelOperation()});
         defined = m_ops[i]->computeOutputChannels(EMULSION::ValidateChannelMask(defined));
     }
 }
@@ -150,49 +161,34 @@ void InPlaceTask::renderRect(const EMULSION::Image* output,
         runChain(output, inputImages[0]);
 }
 
-// The chain in the order in which it runs. What an operation makes of a channel that is not defined
-// behind it must not reach the next one, for which that channel is 0.
-std::vector<InPlaceTask::Step> InPlaceTask::stepsOfChain() const
-{
-    std::vector<Step> steps;
-    for (size_t i = m_ops.size(); i-- > 0;)
-    {
-        if (m_lackingChannels[i] != 0 && !steps.empty())
-            steps.push_back({nullptr, EMULSION::makeClearChannelsOperation(m_lackingChannels[i])});
-        steps.push_back({m_ops[i].get(), m_ops[i]->getPixelOperation()});
-    }
-    return steps;
-}
-
 // Operations that can be steps of a program run as one, over strips that stay in cache; one that
 // cannot is applied to whole images, and what stands between programs is the intermediate image.
 void InPlaceTask::runChain(const EMULSION::Image* output, const EMULSION::Image* input) const
 {
-    const std::vector<Step> steps = stepsOfChain();
     const unsigned long channels = EMULSION::ValidateChannelMask(m_intermediateChannels);
     // Without pixels unless it is locked.
     ImageBuffer buffer(channels, output->bounds, "Concatenated Buffer", 15);
     std::optional<ImageLock> lock;
 
     std::vector<const EMULSION::PixelOperation*> program;
-    for (size_t i = 0; i < steps.size();)
+    for (size_t i = 0; i < m_steps.size();)
     {
         program.clear();
         size_t end = i;
-        for (; end < steps.size() && steps[end].operation; ++end)
-            program.push_back(steps[end].operation.get());
+        for (; end < m_steps.size() && m_steps[end].operation; ++end)
+            program.push_back(m_steps[end].operation.get());
         if (end == i)
             ++end;
 
         const EMULSION::Image* target = output;
-        if (end < steps.size() && (channels & ~output->channels) != 0)
+        if (end < m_steps.size() && (channels & ~output->channels) != 0)
         {
             if (!lock)
                 lock.emplace(buffer);
             target = lock->image();
         }
         if (program.empty())
-            steps[i].op->apply(target, input);
+            m_steps[i].op->apply(target, input);
         else
             EMULSION::Run(target, input, program.data(), program.size());
         input = target;
