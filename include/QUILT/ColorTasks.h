@@ -59,12 +59,13 @@ QUILT_API ref_ptr<RenderTask> createCleanupClampTask(const std::string& name, fl
 // for one, throws its exception when the task is described: when it becomes another task's input,
 // at its first getCacheID() or getOutputDescription(), or, as a render's output, at the set-up.
 
-/// Applies a processor. It must not be null.
+/// Applies a processor; a null one throws RenderTaskRenderingException.
 QUILT_API ref_ptr<RenderTask> createOCIOProcessorTask(const std::string& name, float time,
                                                       OCIO_NAMESPACE::ConstProcessorRcPtr processor,
                                                       ref_ptr<RenderTask> input);
 
-/// Applies a transform in a config and a context.
+/// Applies a transform in a config and a context; a null one of the three throws
+/// RenderTaskRenderingException.
 QUILT_API ref_ptr<RenderTask> createOCIOTransformTask(const std::string& name, float time,
                                                       OCIO_NAMESPACE::ConstConfigRcPtr config,
                                                       OCIO_NAMESPACE::ConstContextRcPtr context,

@@ -7,6 +7,7 @@
 
 #include "private/InPlaceTask.h"
 #include "QUILT/ColorTasks.h"
+#include "QUILT/Exceptions.h"
 
 namespace QUILT
 {
@@ -116,6 +117,9 @@ ref_ptr<RenderTask> createOCIOProcessorTask(const std::string& name, float time,
                                             OCIO::ConstProcessorRcPtr processor,
                                             ref_ptr<RenderTask> input)
 {
+    if (!processor)
+        throw RenderTaskRenderingException(name, "OCIOProcessor",
+                                           "OCIOProcessor requires a processor.", -1);
     return Private::createInPlaceTask(new OCIOProcessorOp(std::move(processor)), name, input, time);
 }
 
@@ -124,6 +128,10 @@ createOCIOTransformTask(const std::string& name, float time, OCIO::ConstConfigRc
                         OCIO::ConstContextRcPtr context, OCIO::ConstTransformRcPtr transform,
                         OCIO::TransformDirection direction, ref_ptr<RenderTask> input)
 {
+    if (!config || !context || !transform)
+        throw RenderTaskRenderingException(
+            name, "OCIOTransform", "OCIOTransform requires a config, a context and a transform.",
+            -1);
     return Private::createInPlaceTask(new OCIOTransformOp(config, context, transform, direction),
                                       name, input, time);
 }

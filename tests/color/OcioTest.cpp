@@ -1,6 +1,7 @@
 #include <EMULSION/ApplyOCIO.h>
 #include <EMULSION/ColorSpace.h>
 #include <QUILT/ColorTasks.h>
+#include <QUILT/Exceptions.h>
 #include <QUILT/ProceduralTasks.h>
 
 #include <stdexcept>
@@ -116,6 +117,9 @@ TEST_F(OcioTest, AnUnknownSpaceComesToLightWithTheDescription)
 {
     const auto task = createOCIOColorSpaceTask("t", 0, "nowhere", "linear", m_pattern);
     EXPECT_THROW(task->getCacheID(), OCIO::Exception);
+    EXPECT_THROW(createOCIOProcessorTask("t", 0, nullptr, m_pattern), RenderTaskRenderingException);
+    EXPECT_THROW(createOCIOTransformTask("t", 0, nullptr, OCIO::TRANSFORM_DIR_FORWARD, m_pattern),
+                 RenderTaskRenderingException);
 }
 
 TEST_F(OcioTest, ProcessSpacesGoThereAndBack)
