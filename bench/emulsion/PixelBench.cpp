@@ -8,6 +8,8 @@
 
 #include <benchmark/benchmark.h>
 
+#include "support/ChainOfEight.h"
+
 // Colour operations over a 4096x2160 RGBA picture on one thread. Compare with the plain copy of the
 // same bytes. EMULSION_SIMD in the environment chooses the instruction set.
 namespace
@@ -35,23 +37,6 @@ private:
     std::vector<float> m_floats;
     Image m_image;
 };
-
-std::vector<PixelOperationPtr> chainOfEight()
-{
-    const Imath::Color4f contrast(1.1f, 1.2f, 1.3f, 1.0f), pivot(0.18f, 0.18f, 0.18f, 0.0f);
-    const Imath::Color4f low(0, 0, 0, 0), high(2, 2, 2, 1);
-    const float gain[20] = {1.1f, 0, 0, 0, 0, 0, 0.9f, 0, 0, 0, 0, 0, 1.2f, 0, 0, 0, 0, 0, 1, 0};
-    const float mix[20] = {0.8f, 0.1f, 0.1f, 0, 0, 0.1f, 0.8f, 0.1f, 0, 0,
-                           0.1f, 0.1f, 0.8f, 0, 0, 0,    0,    0,    1, 0};
-    return {EMULSION::makeUnpremultiplyOperation(),
-            EMULSION::makeContrastOperation(contrast, pivot),
-            EMULSION::makeColorMatrixOperation(gain),
-            EMULSION::makeClampOperation(low, high, true, true),
-            EMULSION::makeColorMatrixOperation(mix),
-            EMULSION::makeContrastOperation(pivot, contrast),
-            EMULSION::makeThresholdOperation(low, true, high, false, high),
-            EMULSION::makePremultiplyOperation()};
-}
 
 std::vector<const PixelOperation*> pointersTo(const std::vector<PixelOperationPtr>& operations)
 {
@@ -90,7 +75,7 @@ void mixPictures(benchmark::State& state, bool withSecond)
 void runOneByOne(benchmark::State& state)
 {
     const Picture from, to;
-    const std::vector<PixelOperationPtr> operations = chainOfEight();
+    const std::vector<PixelOperationPtr> operations = QUILT::Bench::chainOfEight();
     const UTIL::Rect all = from.image()->bounds;
     constexpr int64_t bandHeight = 8;
     for ([[maybe_unused]] auto _ : state)
@@ -122,7 +107,7 @@ BENCHMARK_CAPTURE(runChain, one_RGB_to_RGB,
 BENCHMARK_CAPTURE(runChain, one_A_to_A,
                   {EMULSION::makeContrastOperation({2, 2, 2, 2}, {1, 1, 1, 1})}, 8, 8)
     ->Unit(benchmark::kMillisecond);
-BENCHMARK_CAPTURE(runChain, eight, chainOfEight())->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(runChain, eight, QUILT::Bench::chainOfEight())->Unit(benchmark::kMillisecond);
 BENCHMARK(runOneByOne)->Unit(benchmark::kMillisecond);
 BENCHMARK_CAPTURE(mixPictures, two, true)->Unit(benchmark::kMillisecond);
 BENCHMARK_CAPTURE(mixPictures, one_and_a_color, false)->Unit(benchmark::kMillisecond);

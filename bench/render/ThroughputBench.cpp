@@ -7,13 +7,12 @@
 #include <limits>
 
 #include <benchmark/benchmark.h>
-#include <EMULSION/Color.h>
-#include <EMULSION/ColorMatrix.h>
 #include <EMULSION/Plumbing.h>
 #include <EMULSION/Premultiply.h>
 #include <QUILT/CompositeTasks.h>
 
 #include "Graphs.h"
+#include "support/ChainOfEight.h"
 
 using namespace QUILT;
 using namespace QUILT::Bench;
@@ -49,23 +48,6 @@ private:
     }
 };
 
-std::vector<PixelOperationPtr> eightOperations()
-{
-    const Imath::Color4f contrast(1.1f, 1.2f, 1.3f, 1.0f), pivot(0.18f, 0.18f, 0.18f, 0.0f);
-    const Imath::Color4f low(0, 0, 0, 0), high(2, 2, 2, 1);
-    const float gain[20] = {1.1f, 0, 0, 0, 0, 0, 0.9f, 0, 0, 0, 0, 0, 1.2f, 0, 0, 0, 0, 0, 1, 0};
-    const float mix[20] = {0.8f, 0.1f, 0.1f, 0, 0, 0.1f, 0.8f, 0.1f, 0, 0,
-                           0.1f, 0.1f, 0.8f, 0, 0, 0,    0,    0,    1, 0};
-    return {EMULSION::makeUnpremultiplyOperation(),
-            EMULSION::makeContrastOperation(contrast, pivot),
-            EMULSION::makeColorMatrixOperation(gain),
-            EMULSION::makeClampOperation(low, high, true, true),
-            EMULSION::makeColorMatrixOperation(mix),
-            EMULSION::makeContrastOperation(pivot, contrast),
-            EMULSION::makeThresholdOperation(low, true, high, false, high),
-            EMULSION::makePremultiplyOperation()};
-}
-
 ref_ptr<RenderTask> picture()
 {
     return ref_ptr<RenderTask>(new PictureTask);
@@ -82,7 +64,7 @@ ref_ptr<RenderTask> chain(int times)
     ref_ptr<RenderTask> task = picture();
     for (int i = 0; i < times; ++i)
     {
-        for (const PixelOperationPtr& operation : eightOperations())
+        for (const PixelOperationPtr& operation : QUILT::Bench::chainOfEight())
             task = Private::createInPlaceTask(new PixelOp(operation, 0), "op", task, 0);
     }
     return task;

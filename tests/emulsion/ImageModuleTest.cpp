@@ -1,12 +1,11 @@
-#include <csignal>
 #include <cstdlib>
 
 #include <dlfcn.h>
 #include <fcntl.h>
-#include <sys/resource.h>
 
 #include "emulsion/PictureFiles.h"
 #include "files/ImageModuleInterface.h"
+#include "support/FileSizeLimit.h"
 
 using namespace EMULSION;
 using namespace EmulsionTest;
@@ -181,22 +180,18 @@ TEST_F(ImageModule, RefusesToWriteWhatAFormatCannotHold)
 TEST_F(ImageModule, LeavesTheOlderFileWhenTheDiskIsFull)
 {
     const Picture picture = noise(s_rgba, Rect(0, 0, 300, 200));
-    const auto handler = std::signal(SIGXFSZ, SIG_IGN);
-    rlimit before = {};
-    ::getrlimit(RLIMIT_FSIZE, &before);
     for (const char* const name : s_names)
-        for (const rlim_t size : {100, 30000})
+        for (const uint64_t size : {100, 30000})
         {
             setContents(path(name), "older");
-            const rlimit little = {size, before.rlim_max};
-            ::setrlimit(RLIMIT_FSIZE, &little);
-            WriteImage(path(name).c_str(), &picture.image, "", {});
-            ::setrlimit(RLIMIT_FSIZE, &before);
+            {
+                const QUILT::Test::FileSizeLimit limit(size);
+                WriteImage(path(name).c_str(), &picture.image, "", {});
+            }
             EXPECT_EQ(GetError(), ERROR_FILE_WRITE) << name << ": " << GetErrorMessage();
             ClearError();
             EXPECT_EQ(contentsOf(path(name)), "older");
         }
-    std::signal(SIGXFSZ, handler);
     EXPECT_EQ(filesInFolder(), std::size(s_names));
 }
 

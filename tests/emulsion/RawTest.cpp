@@ -1,16 +1,15 @@
 #include <EMULSION/Plumbing.h>
 #include <EMULSION/Raw.h>
 
-#include <csignal>
 #include <filesystem>
 #include <fstream>
 
 #include <sys/mount.h>
-#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include "emulsion/TestImage.h"
+#include "support/FileSizeLimit.h"
 
 using namespace EMULSION;
 using namespace EmulsionTest;
@@ -51,29 +50,6 @@ protected:
 
     fs::path m_folder, m_path;
     Random m_random{1};
-};
-
-// While it stands, files of this process end at 256 KiB.
-class SizeLimit
-{
-public:
-    SizeLimit() : m_handler(std::signal(SIGXFSZ, SIG_IGN))
-    {
-        ::getrlimit(RLIMIT_FSIZE, &m_before);
-        const rlimit small = {rlim_t{256} << 10, m_before.rlim_max};
-        ::setrlimit(RLIMIT_FSIZE, &small);
-    }
-    ~SizeLimit()
-    {
-        ::setrlimit(RLIMIT_FSIZE, &m_before);
-        std::signal(SIGXFSZ, m_handler);
-    }
-    SizeLimit(const SizeLimit&) = delete;
-    SizeLimit& operator=(const SizeLimit&) = delete;
-
-private:
-    rlimit m_before = {};
-    void (*const m_handler)(int);
 };
 
 // Writing to a full place fails with the reason in the text, and leaves no file.
@@ -200,7 +176,7 @@ TEST_F(Raw, LeavesNoFileWhereThereIsNoRoom)
 {
     const TestImage image(m_random, 15, Rect(0, 0, 300, 300));
     {
-        const SizeLimit limit;
+        const QUILT::Test::FileSizeLimit limit(256 << 10);
         expectNoRoom(m_path, image.image, "File too large");
     }
     WriteRAW(path(), &image.image);
@@ -222,7 +198,7 @@ TEST_F(Raw, LeavesNoFileOnAFullDisk)
     // This one cannot reserve: it takes the pixels up to the limit, and the last of them in part.
     ASSERT_EQ(::mount("ramfs", m_folder.c_str(), "ramfs", 0, nullptr), 0);
     {
-        const SizeLimit limit;
+        const QUILT::Test::FileSizeLimit limit(256 << 10);
         expectNoRoom(m_path, large.image, "writing at byte 262144 failed: File too large");
     }
     WriteRAW(path(), &large.image);

@@ -3,9 +3,7 @@
 #include <EMULSION/WriteImage.h>
 
 #include <cmath>
-#include <csignal>
 
-#include <sys/resource.h>
 #include <sys/stat.h>
 
 #include <half.h>
@@ -19,6 +17,7 @@
 #include "emulsion/ExrPictures.h"
 #include "files/exr/SliceBase.h"
 #include "files/HalfRows.h"
+#include "support/FileSizeLimit.h"
 
 using namespace EMULSION;
 using namespace EmulsionTest;
@@ -44,29 +43,6 @@ protected:
         expectError(code, "Writing \"" + file + "\" failed: " + text);
         EXPECT_EQ(contents(), before);
     }
-};
-
-// While it stands, files of this process end at 4 KiB.
-class SizeLimit
-{
-public:
-    SizeLimit() : m_handler(std::signal(SIGXFSZ, SIG_IGN))
-    {
-        ::getrlimit(RLIMIT_FSIZE, &m_before);
-        const rlimit small = {4096, m_before.rlim_max};
-        ::setrlimit(RLIMIT_FSIZE, &small);
-    }
-    ~SizeLimit()
-    {
-        ::setrlimit(RLIMIT_FSIZE, &m_before);
-        std::signal(SIGXFSZ, m_handler);
-    }
-    SizeLimit(const SizeLimit&) = delete;
-    SizeLimit& operator=(const SizeLimit&) = delete;
-
-private:
-    rlimit m_before = {};
-    void (*const m_handler)(int);
 };
 
 // Pictures that every compression keeps: few values, all of them halves of small whole numbers, but
@@ -349,7 +325,7 @@ TEST_F(WriteImageFile, LeavesNothingBehindAFailure)
     setBytes(file, "older");
     for (const bool tiled : {false, true})
     {
-        const SizeLimit limit;
+        const QUILT::Test::FileSizeLimit limit(4096);
         OutputImageOptions options;
         options.tiled = tiled;
         options.tileWidth = options.tileHeight = 16;

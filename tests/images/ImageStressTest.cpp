@@ -3,18 +3,19 @@
 #include <array>
 #include <atomic>
 #include <chrono>
-#include <csignal>
 #include <functional>
 #include <map>
 #include <mutex>
+#include <optional>
 #include <random>
 #include <stdexcept>
 #include <thread>
 
 #include <sys/mount.h>
-#include <sys/resource.h>
 
 #include <Bramble3/Log.h>
+
+#include "support/FileSizeLimit.h"
 
 using namespace QUILT;
 using namespace QUILT::Private;
@@ -181,14 +182,9 @@ TEST_F(ImageStressTest, TheCacheIsFilledSearchedRankedAndClearedAtOnce)
 TEST_F(ImageStressTest, ADiskThatFillsUpLosesNoPixels)
 {
     const bool isMounted = mount("tmpfs", m_folder.c_str(), "tmpfs", 0, "size=1m") == 0;
-    rlimit before{};
-    getrlimit(RLIMIT_FSIZE, &before);
-    const rlimit small{65536, before.rlim_max};
+    std::optional<QUILT::Test::FileSizeLimit> limit;
     if (!isMounted)
-    {
-        std::signal(SIGXFSZ, SIG_IGN);
-        setrlimit(RLIMIT_FSIZE, &small);
-    }
+        limit.emplace(65536);
     Bramble3::internal::BzLogging::setSink([](const std::string&, const std::string&, int) {});
     testing::internal::CaptureStderr();
     m_allocator->setMaxMemUsage(1 << 19);
@@ -197,8 +193,9 @@ TEST_F(ImageStressTest, ADiskThatFillsUpLosesNoPixels)
     Bramble3::internal::BzLogging::setSink({});
     EXPECT_GT(m_failures, 0);
     EXPECT_EQ(swapFiles().size(), 0u);
+    limit.reset();
     if (isMounted)
+    {
         EXPECT_EQ(umount(m_folder.c_str()), 0);
-    else
-        setrlimit(RLIMIT_FSIZE, &before);
+    }
 }
