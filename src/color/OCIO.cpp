@@ -5,6 +5,7 @@
 #include <EMULSION/ApplyOCIO.h>
 #include <EMULSION/ColorSpace.h>
 
+#include "private/Channels.h"
 #include "private/InPlaceTask.h"
 #include "QUILT/ColorTasks.h"
 #include "QUILT/Exceptions.h"
@@ -36,13 +37,12 @@ public:
 
     unsigned long computeOutputChannels(unsigned long definedAtInput) override
     {
-        return definedAtInput | EMULSION::ChannelAlpha;
+        return Channels::withAlpha(definedAtInput);
     }
 
     unsigned long computeInputChannels(unsigned long wantedAtOutput) override
     {
-        return wantedAtOutput | EMULSION::ChannelRed | EMULSION::ChannelGreen |
-               EMULSION::ChannelBlue;
+        return Channels::withRGB(wantedAtOutput);
     }
 
     void apply(const EMULSION::Image* output, const EMULSION::Image* input) override

@@ -3,9 +3,9 @@
 #include <EMULSION/Premultiply.h>
 
 #include <cmath>
-#include <functional>
 #include <limits>
 
+#include "emulsion/OperationCases.h"
 #include "emulsion/SimdScope.h"
 #include "emulsion/TestImage.h"
 
@@ -14,100 +14,31 @@ using namespace EmulsionTest;
 using Imath::Color4f;
 using QUILT::Test::forEachRandomCase;
 
-namespace
+namespace EmulsionTest
 {
-
-using Pixel = std::array<double, 4>;
-
-struct OperationCase
-{
-    const char* name;
-    std::function<PixelOperationPtr()> make;
-    std::function<Pixel(Pixel)> formula; // in double
-};
 
 void PrintTo(const OperationCase& operation, std::ostream* stream)
 {
     *stream << operation.name;
 }
 
+const std::vector<OperationCase>& operationCases()
+{
+    static const std::vector<OperationCase> s_cases = [] {
+        std::vector<OperationCase> cases;
+        addValueCases(cases);
+        return cases;
+    }();
+    return s_cases;
+}
+
+}
+
+namespace
+{
+
 constexpr float s_nan = std::numeric_limits<float>::quiet_NaN();
 constexpr float s_infinity = std::numeric_limits<float>::infinity();
-const Color4f s_quarters(0.25f, -0.5f, 0.75f, 1.0f), s_slopes(1.7f, 0.0f, -2.0f, 1.0f);
-const Color4f s_lowest(-1.0f, 0.0f, 0.25f, 0.0f), s_highest(1.0f, 0.5f, 0.75f, 1.0f);
-constexpr float s_fullMatrix[20] = {0.3f, 0.6f, 0.1f, 0.25f, 0.5f, 1,    2, -3, 4, 0, //
-                                    0.1f, 0.2f, 0.3f, 0.4f,  -1,   0.5f, 1, 2,  3, 7};
-constexpr float s_sparseMatrix[20] = {2, 0, 0, 0, 0, 0, 0, 1, 0, 0.5f, 0, 1, 0, 3, 0};
-
-Pixel perChannel(const Pixel& pixel, const std::function<double(double, int)>& formula)
-{
-    Pixel result;
-    for (int i = 0; i < 4; ++i)
-        result[static_cast<size_t>(i)] = formula(pixel[static_cast<size_t>(i)], i);
-    return result;
-}
-
-Pixel matrixTimes(const float* m, const Pixel& pixel)
-{
-    return perChannel(pixel, [&](double, int row) {
-        const float* const c = m + ptrdiff_t(5) * row;
-        return pixel[0] * c[0] + pixel[1] * c[1] + pixel[2] * c[2] + pixel[3] * c[3] + c[4];
-    });
-}
-
-const OperationCase s_operations[] = {
-    {"Contrast", [] { return makeContrastOperation(s_slopes, s_quarters); },
-     [](const Pixel& p) {
-         return perChannel(
-             p, [](double v, int i) { return (v - s_quarters[i]) * s_slopes[i] + s_quarters[i]; });
-     }},
-    {"Clamp", [] { return makeClampOperation(s_lowest, s_highest, true, true); },
-     [](const Pixel& p) {
-         return perChannel(p, [](double v, int i) {
-             return std::clamp(v, double(s_lowest[i]), double(s_highest[i]));
-         });
-     }},
-    {"ClampBelow", [] { return makeClampOperation(s_lowest, s_highest, true, false); },
-     [](const Pixel& p) {
-         return perChannel(p, [](double v, int i) { return std::max(v, double(s_lowest[i])); });
-     }},
-    {"Threshold",
-     [] { return makeThresholdOperation(s_quarters, true, s_lowest, true, s_highest); },
-     [](const Pixel& p) {
-         return perChannel(
-             p, [](double v, int i) { return v >= s_quarters[i] ? s_highest[i] : s_lowest[i]; });
-     }},
-    {"ThresholdAbove",
-     [] { return makeThresholdOperation(s_quarters, false, s_lowest, true, s_highest); },
-     [](const Pixel& p) {
-         return perChannel(p,
-                           [](double v, int i) { return v >= s_quarters[i] ? s_highest[i] : v; });
-     }},
-    {"CleanupClamp", [] { return makeCleanupClampOperation(false); },
-     [](const Pixel& p) {
-         return perChannel(p, [](double v, int i) { return std::clamp(v, 0.0, i == 3 ? 1 : 1e9); });
-     }},
-    {"CleanupClampNegative", [] { return makeCleanupClampOperation(true); },
-     [](const Pixel& p) {
-         return Pixel{p[0], p[1], p[2], std::clamp(p[3], 0.0, 1.0)};
-     }},
-    {"MultInverse", [] { return makeMultInverseOperation(); },
-     [](const Pixel& p) {
-         return perChannel(p, [](double v, int) { return v == 0 ? 0 : 1 / v; });
-     }},
-    {"FullMatrix", [] { return makeColorMatrixOperation(s_fullMatrix); },
-     [](const Pixel& p) { return matrixTimes(s_fullMatrix, p); }},
-    {"SparseMatrix", [] { return makeColorMatrixOperation(s_sparseMatrix); },
-     [](const Pixel& p) { return matrixTimes(s_sparseMatrix, p); }},
-    {"Premultiply", [] { return makePremultiplyOperation(); },
-     [](const Pixel& p) {
-         return Pixel{p[0] * p[3], p[1] * p[3], p[2] * p[3], p[3]};
-     }},
-    {"Unpremultiply", [] { return makeUnpremultiplyOperation(); },
-     [](const Pixel& p) {
-         return p[3] == 0 ? Pixel{} : Pixel{p[0] / p[3], p[1] / p[3], p[2] / p[3], p[3]};
-     }},
-};
 
 class EveryPixelOperation : public testing::TestWithParam<OperationCase>
 {};
@@ -143,9 +74,9 @@ Rect randomRect(Random& random)
     return Rect(x, y, x + width, y + random.between(1, 3));
 }
 
-bool near(double value, double expected, double scale)
+bool near(double value, double expected, double error)
 {
-    return std::abs(value - expected) <= 1e-6 * std::max(scale, std::abs(expected));
+    return std::abs(value - expected) <= error * std::max(20.0, std::abs(expected));
 }
 
 }
@@ -193,13 +124,14 @@ TEST_P(EveryPixelOperation, FollowsItsFormula)
         const Color4f result = EMULSION::Run(color, *operation);
         const Pixel expected = GetParam().formula(pixel);
         for (int channel = 0; channel < 4; ++channel)
-            ASSERT_TRUE(near(result[channel], expected[static_cast<size_t>(channel)], 20))
+            ASSERT_TRUE(
+                near(result[channel], expected[static_cast<size_t>(channel)], GetParam().error))
                 << color << " gives " << result << ", channel " << channel << " must be "
                 << expected[static_cast<size_t>(channel)];
     });
 }
 
-INSTANTIATE_TEST_SUITE_P(All, EveryPixelOperation, testing::ValuesIn(s_operations),
+INSTANTIATE_TEST_SUITE_P(All, EveryPixelOperation, testing::ValuesIn(operationCases()),
                          [](const auto& info) { return std::string(info.param.name); });
 
 TEST(PixelChain, GivesTheBitsOfItsOperationsOneByOne)
@@ -210,8 +142,8 @@ TEST(PixelChain, GivesTheBitsOfItsOperationsOneByOne)
         for (int64_t count = random.oneIn(8) ? random.between(30, 70) : random.between(0, 8);
              count > 0; --count)
         {
-            const int64_t which = random.between(0, std::ssize(s_operations) - 1);
-            operations.push_back(s_operations[which].make());
+            const int64_t which = random.between(0, std::ssize(operationCases()) - 1);
+            operations.push_back(operationCases()[static_cast<size_t>(which)].make());
             chain.push_back(operations.back().get());
         }
         const Rect bounds = randomRect(random);
@@ -234,7 +166,7 @@ TEST(PixelOperations, TreatExceptionalValuesAsDocumented)
 {
     const Color4f odd(s_nan, s_infinity, -0.0f, 1e-45f);
     Color4f out = odd;
-    ClampColor(out, out, s_lowest, s_highest, true, true);
+    ClampColor(out, out, Color4f(-1, 0, 0.25f, 0), Color4f(1, 0.5f, 0.75f, 1), true, true);
     EXPECT_TRUE(std::isnan(out.r));
     EXPECT_EQ(Color4f(0, out.g, out.b, out.a), Color4f(0, 0.5f, 0.25f, 1e-45f));
     out = Threshold(odd, Color4f(0, 0, 0, 0), true, Color4f(7, 7, 7, 7), false, odd);
