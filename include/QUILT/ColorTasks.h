@@ -3,6 +3,7 @@
 #include <string>
 
 #include <ImathColor.h>
+#include <ImathMatrix.h>
 #include <OpenColorIO/OpenColorIO.h>
 
 #include "QUILT/Export.h"
@@ -53,6 +54,32 @@ QUILT_API ref_ptr<RenderTask> createMultInverseTask(const std::string& name, flo
 /// composite may rightly hold; what is negative behind a filter is ringing.
 QUILT_API ref_ptr<RenderTask> createCleanupClampTask(const std::string& name, float time,
                                                      bool keepNegative, ref_ptr<RenderTask> input);
+
+// Linear maps of the four channels. A row of the matrix makes one channel of the result; a channel
+// is defined where its row has a coefficient for one that the input defines, or a constant. What no
+// wanted row names is not asked of the input.
+
+/// By 20 floats, which are copied: four rows of five, for red, green, blue and alpha of the result,
+/// each with the factors of the input's red, green, blue and alpha and a constant. A factor of 0
+/// takes no part, not even against infinity or NaN. The identity gives `input` itself.
+QUILT_API ref_ptr<RenderTask> createColorTransformTask(const std::string& name, float time,
+                                                       const float* matrix,
+                                                       ref_ptr<RenderTask> input);
+
+/// By a matrix for row vectors, as Imath has them: (r, g, b, a) * matrix + offset.
+QUILT_API ref_ptr<RenderTask> createColorTransformTask(const std::string& name, float time,
+                                                       const Imath::Matrix44<float>& matrix,
+                                                       const Imath::Color4<float>& offset,
+                                                       ref_ptr<RenderTask> input);
+
+/// Each channel times its gain. A gain of 1 in all channels gives `input` itself.
+QUILT_API ref_ptr<RenderTask> createGainTask(const std::string& name, float time,
+                                             const Imath::Color4<float>& gain,
+                                             ref_ptr<RenderTask> input);
+
+/// The luminance, in all four channels, by the weights of OpenColorIO's config that is current now.
+QUILT_API ref_ptr<RenderTask> createLuminanceTask(const std::string& name, float time,
+                                                  ref_ptr<RenderTask> input);
 
 // Colour spaces, by OpenColorIO. Such a task reads red, green and blue whatever is asked of it, and
 // defines alpha, 0 where the input has none. What OpenColorIO cannot do, an unknown colour space

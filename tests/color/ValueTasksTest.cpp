@@ -28,6 +28,14 @@ std::string identity(const std::string& name, const std::string& parameters)
                            input()->getCacheID() + ",}");
 }
 
+unsigned long channelsOf(const ref_ptr<RenderTask>& task)
+{
+    unsigned long channels = 0;
+    UTIL::Region region;
+    task->getOutputDescription(&channels, &region);
+    return channels;
+}
+
 std::string text(const Color& c)
 {
     CacheIDStream stream;
@@ -44,6 +52,21 @@ TEST(ValueTasks, WhatChangesNothingIsTheInput)
     EXPECT_EQ(createContrastTask("t", 0, s_one, s_half, in), in);
     EXPECT_EQ(createClampTask("t", 0, s_one, s_two, false, false, nullptr), nullptr);
     EXPECT_THROW(createMultInverseTask("t", 0, nullptr), RenderTaskRenderingException);
+}
+
+TEST(ColorTransform, DefinesAndReadsWhatItsRowsName)
+{
+    const auto in = input();
+    EXPECT_EQ(createGainTask("t", 0, s_one, in), in);
+    EXPECT_EQ(createColorTransformTask("t", 0, Imath::Matrix44<float>(), Color(0, 0, 0, 0), in),
+              in);
+    const float matrix[20] = {0, 0, 0, 0, 0, /**/ 0, 0, 2, 0, 0, /**/ 0, 0, 0, 0, 0.5f};
+    const auto task = createColorTransformTask("t", 0, matrix, in);
+    EXPECT_EQ(task->getCacheID(),
+              identity("ColorTransform", "0,0,0,0,0,0,0,2,0,0,0,0,0,0,0.5,0,0,0,0,0,"));
+    EXPECT_EQ(channelsOf(task), 6u);
+    EXPECT_EQ(task->getBackgroundColor(), Color(0, 0, 0.5f, 0));
+    EXPECT_EQ(channelsOf(createLuminanceTask("t", 0, in)), 15u);
 }
 
 TEST(ValueTasks, TheIdentityHoldsTheParametersThatCount)

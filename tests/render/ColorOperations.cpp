@@ -1,3 +1,5 @@
+#include <array>
+
 #include <OpenColorIO/OpenColorIO.h>
 #include <QUILT/ColorTasks.h>
 
@@ -20,6 +22,18 @@ OCIO::ConstProcessorRcPtr logProcessor()
     transform->setLogSideOffsetValue(offset);
     transform->setLinSideOffsetValue(linOffset);
     return OCIO::Config::CreateRaw()->getProcessor(transform);
+}
+
+// Many zeros, for channels that take no part.
+std::array<float, 20> randomMatrix(Random& random)
+{
+    std::array<float, 20> matrix{};
+    for (float& value : matrix)
+    {
+        if (random.oneIn(2))
+            value = randomValue(random);
+    }
+    return matrix;
 }
 
 }
@@ -51,6 +65,16 @@ void addColorOperations(std::vector<Operation>& table)
                      }});
     table.push_back({"CleanupClamp", 1, [](Random& random, const Inputs& inputs) {
                          return createCleanupClampTask("clean", 0, random.oneIn(2), inputs[0]);
+                     }});
+    table.push_back({"ColorTransform", 1, [](Random& random, const Inputs& inputs) {
+                         return createColorTransformTask("matrix", 0, randomMatrix(random).data(),
+                                                         inputs[0]);
+                     }});
+    table.push_back({"Gain", 1, [](Random& random, const Inputs& inputs) {
+                         return createGainTask("gain", 0, awkwardColor(random), inputs[0]);
+                     }});
+    table.push_back({"Luminance", 1, [](Random&, const Inputs& inputs) {
+                         return createLuminanceTask("luminance", 0, inputs[0]);
                      }});
     table.push_back({"MultInverse", 1, [](Random&, const Inputs& inputs) {
                          return createMultInverseTask("inverse", 0, inputs[0]);

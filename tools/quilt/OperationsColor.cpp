@@ -81,6 +81,41 @@ std::vector<Operation> valueOperations()
     };
 }
 
+std::vector<Operation> matrixOperations()
+{
+    return {
+        {"ColorTransform",
+         "Makes each channel from all four, by a matrix and constants.",
+         {{"input"}},
+         {matrix(
+              "matrix",
+              "Four rows, for red, green, blue and alpha of the result, each with the factors of "
+              "the input's four channels and a constant.",
+              20)
+              .defaultsTo({1, 0, 0, 0, 0, 0, 1, 0, 0, 0, 0, 0, 1, 0, 0, 0, 0, 0, 1, 0})},
+         [](const Arguments& a) {
+             return QUILT::createColorTransformTask(
+                 a.name, a.time, a.values.matrix("matrix").data(), a.input("input"));
+         }},
+
+        {"Gain",
+         "Multiplies each channel, as a change of exposure does.",
+         {{"input"}},
+         {color("gain", "The factors; 1 changes nothing.").defaultsTo({1, 1, 1, 1})},
+         [](const Arguments& a) {
+             return QUILT::createGainTask(a.name, a.time, a.values.color("gain"), a.input("input"));
+         }},
+
+        {"Luminance",
+         "The luminance in all four channels, by the weights of the OpenColorIO config.",
+         {{"input"}},
+         {},
+         [](const Arguments& a) {
+             return QUILT::createLuminanceTask(a.name, a.time, a.input("input"));
+         }},
+    };
+}
+
 std::vector<Operation> colorSpaceOperations()
 {
     return {
@@ -130,6 +165,7 @@ std::vector<Operation> colorSpaceOperations()
 std::vector<Operation> colorOperations()
 {
     std::vector<Operation> all = valueOperations();
+    std::ranges::move(matrixOperations(), std::back_inserter(all));
     std::ranges::move(colorSpaceOperations(), std::back_inserter(all));
     return all;
 }
