@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <string>
 #include <utility>
 
@@ -8,6 +9,7 @@
 #include "QUILT/RefPtr.h"
 #include "QUILT/RenderTask.h"
 #include "QUILT/TileID.h"
+#include "UTIL/Rect.h"
 #include "UTIL/Region.h"
 
 namespace QUILT
@@ -23,6 +25,29 @@ struct RenderDescription
 
 /// A tile of an output: the output's ID and the tile's place.
 using FinalTile = std::pair<unsigned long, TileID>;
+
+/// A stretch of time; of no length when there was none.
+struct TimeSpan
+{
+    std::chrono::steady_clock::time_point begin, end;
+
+    double seconds() const { return std::chrono::duration<double>(end - begin).count(); }
+};
+
+/// How a tile came about. Good for the length of the call that it is handed to.
+struct TileReport
+{
+    const std::string& taskName;
+    const std::string& taskType;
+    TileID id;
+    UTIL::Rect rect; ///< its pixels: those that were wanted, and more where the cache had more
+    bool fromCache;  ///< and so not rendered
+    TimeSpan span;   ///< its time on its thread; of no length when it is from the cache
+
+    /// The part of that until preRender of the task was done, which this tile ran or another one.
+    /// Of no length when it had been done before.
+    TimeSpan preRender;
+};
 
 /// What a caller wants to hear of a render. Every operation does nothing unless overridden.
 ///
@@ -63,6 +88,10 @@ public:
 
     /// A tile has met the cancellation of the render, or memory has run out.
     virtual void renderCancelled();
+
+    /// Any tile of any task has finished: follows tileRendered, with all that is known of the tile.
+    /// On the thread that the tile was on, and so on several threads at once.
+    virtual void tileFinished(const TileReport& report);
 };
 
 /// A caller's object that goes along with a render. Nothing calls it: the order of tiles is that of

@@ -116,9 +116,9 @@ public:
 
     // Rendering, on many threads at once
 
-    /// Renders one tile.
-    void renderTile(const EMULSION::Image* tileImage,
-                    std::span<const UTIL::Rect> requiredInputRects);
+    /// Renders one tile. Gives the time that it took until preRender was done.
+    TimeSpan renderTile(const EMULSION::Image* tileImage,
+                        std::span<const UTIL::Rect> requiredInputRects);
 
     /// Counts a tile that has rendered or did not have to; true when it was the last of this task.
     bool countFinishedTile();
@@ -198,7 +198,7 @@ private:
 
     void addOutputTile(const UTIL::Rect& area, Tile* consumer);
 
-    void ensurePreRendered();
+    TimeSpan ensurePreRendered();
     std::vector<ImageBuffer> prepareInputImages(std::span<const UTIL::Rect> requiredInputRects);
     void renderPieces(const EMULSION::Image* tileImage, std::vector<ImageBuffer>& inputs);
     void noteFinishedTile();
@@ -244,7 +244,7 @@ private:
 
     std::recursive_mutex m_renderMutex; // guards the next two, and preRender and postRender
     size_t m_finishedTileCount = 0;
-    PreRenderState m_preRenderState = NotRun;
+    std::atomic<PreRenderState> m_preRenderState{NotRun}; // Done may be read without the mutex
     std::atomic<bool> m_cancelled{false}; // set when the task dies before it was rendered
 
     std::mutex m_tileTimeMutex; // a leaf lock: guards the next two

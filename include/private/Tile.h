@@ -90,7 +90,7 @@ public:
     ImageBuffer getImage() const;
 
 private:
-    double renderImage(); // gives the seconds that it took
+    void renderImage(TimeSpan& span, TimeSpan& preRender);
     void renewCacheData();
     void releaseInputs();
     void deliver(RenderObserver* observer);

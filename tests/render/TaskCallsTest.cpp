@@ -1,5 +1,8 @@
+#include <algorithm>
 #include <atomic>
+#include <chrono>
 #include <mutex>
+#include <thread>
 
 #include <gmock/gmock.h>
 #include <UTIL/Exceptions.h>
@@ -57,6 +60,35 @@ protected:
 
     std::mutex m_mutex; // guards m_bounds
     std::vector<Rect> m_bounds;
+};
+
+// Compares what it is told of a tile.
+struct Listener : RenderObserver
+{
+    void tileRendered(const std::string& name, const std::string& type, double time) override
+    {
+        t_told = name + type + std::to_string(time);
+    }
+    void tileFinished(const TileReport& report) override
+    {
+        EXPECT_EQ(report.taskName + report.taskType + std::to_string(report.span.seconds()),
+                  t_told); // on the same thread, right before
+        EXPECT_EQ(report.rect, report.id.rect().intersect(Rect(0, 0, 320, 10)));
+        EXPECT_EQ(report.fromCache, report.span.seconds() == 0);
+        const double wait = report.preRender.seconds();
+        EXPECT_TRUE(wait == 0 || (report.preRender.begin >= report.span.begin &&
+                                  report.preRender.end <= report.span.end));
+        const std::lock_guard lock(m_mutex);
+        ++m_tiles;
+        m_cached += report.fromCache;
+        m_waiting += wait > 0;
+        m_longestWait = std::max(m_longestWait, wait);
+    }
+
+    std::mutex m_mutex; // guards the rest
+    int m_tiles = 0, m_cached = 0, m_waiting = 0;
+    double m_longestWait = 0;
+    static inline thread_local std::string t_told;
 };
 
 }
@@ -196,6 +228,33 @@ TEST_F(TaskCallsTest, PreRenderComesFirstAndPostRenderLastAndBothOnce)
     EXPECT_EQ(renderAll({{task, Rect(0, 0, 320, 16), 1}})->count("finished"), 1u);
     EXPECT_EQ(pre, 1);
     EXPECT_EQ(post, 1);
+}
+
+TEST_F(TaskCallsTest, ATileIsReportedWithItsPlaceAndItsTime)
+{
+    const auto rendered = [](const Rect& area) {
+        RenderManager::ClearRenderTaskCache();
+        const auto sleep = [](Operation operation) {
+            if (operation == Operation::PreRender)
+                std::this_thread::sleep_for(std::chrono::milliseconds(20));
+        };
+        const auto task =
+            probe("task", {.region = Rect(0, 0, 320, 10), .hook = sleep, .identity = "reported"});
+        ref_ptr<Listener> listener(new Listener);
+        RenderManager::Render({{task, area}}, listener, nullptr, false,
+                              RenderManager::RenderTypePrimary);
+        return listener;
+    };
+    RenderManager::clearSpeculativeCache();
+    const auto first = rendered(Rect(0, 0, 160, 16));
+    EXPECT_EQ(first->m_tiles, 10);
+    EXPECT_EQ(first->m_cached, 0);
+    EXPECT_GE(first->m_waiting, 1);
+    EXPECT_LE(first->m_waiting, 3); // one a thread: those that come later do not wait
+    EXPECT_GE(first->m_longestWait, 0.02);
+    const auto second = rendered(Rect(0, 0, 320, 16));
+    EXPECT_EQ(second->m_tiles, 20);
+    EXPECT_EQ(second->m_cached, 10);
 }
 
 TEST_F(TaskCallsTest, ATileFromTheCacheEndsTheOutputButNotTheTask)

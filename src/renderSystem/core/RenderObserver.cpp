@@ -21,6 +21,8 @@ void RenderObserver::renderError(const std::string&, const std::string&, const s
 
 void RenderObserver::renderCancelled() {}
 
+void RenderObserver::tileFinished(const TileReport&) {}
+
 OutputTilePrioritizer::~OutputTilePrioritizer() = default;
 
 }

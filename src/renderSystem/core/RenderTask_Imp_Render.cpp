@@ -1,3 +1,4 @@
+#include <chrono>
 #include <iostream>
 
 #include <EMULSION/Plumbing.h>
@@ -13,10 +14,10 @@
 namespace QUILT::Private
 {
 
-void RenderTask_Imp::renderTile(const EMULSION::Image* tileImage,
-                                std::span<const UTIL::Rect> requiredInputRects)
+TimeSpan RenderTask_Imp::renderTile(const EMULSION::Image* tileImage,
+                                    std::span<const UTIL::Rect> requiredInputRects)
 {
-    ensurePreRendered();
+    const TimeSpan preRender = ensurePreRendered();
     std::vector<ImageBuffer> inputs = prepareInputImages(requiredInputRects);
     {
         const ProfileTimer timer("[Threaded Render Internal]: Actual Rendering",
@@ -24,6 +25,7 @@ void RenderTask_Imp::renderTile(const EMULSION::Image* tileImage,
         renderPieces(tileImage, inputs);
     }
     noteFinishedTile();
+    return preRender;
 }
 
 std::vector<ImageBuffer>
@@ -75,9 +77,13 @@ void RenderTask_Imp::renderPieces(const EMULSION::Image* tileImage,
 }
 
 // Tiles of one task that start together wait here, so that preRender is complete before any of them
-// goes on.
-void RenderTask_Imp::ensurePreRendered()
+// goes on. Those that come later pass by.
+TimeSpan RenderTask_Imp::ensurePreRendered()
 {
+    if (m_preRenderState == Done && !m_cancelled)
+        return {};
+    TimeSpan span;
+    span.begin = std::chrono::steady_clock::now();
     const std::lock_guard lock(m_renderMutex);
     if (m_cancelled)
         throw RenderTaskRenderingException("", "", "preRender cancelled.", -1);
@@ -90,6 +96,8 @@ void RenderTask_Imp::ensurePreRendered()
     }
     if (m_preRenderState == Failed)
         throw RenderTaskRenderingException(m_parentTask, "An error occurred in preRender.", -1);
+    span.end = std::chrono::steady_clock::now();
+    return span;
 }
 
 void RenderTask_Imp::noteFinishedTile()

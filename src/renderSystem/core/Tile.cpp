@@ -115,20 +115,25 @@ ImageBuffer Tile::getImage() const
 
 void Tile::render(const ref_ptr<RenderObserver>& observer, std::vector<ref_ptr<Tile>>& readyTiles)
 {
-    double seconds = 0.0;
-    if (!m_image.isNull() || queryCache())
+    TimeSpan span, preRender;
+    const bool fromCache = !m_image.isNull() || queryCache();
+    if (fromCache)
     {
         renewCacheData();
         releaseInputs();
         m_task->countFinishedTile();
+        span.begin = span.end = std::chrono::steady_clock::now();
     }
     else
-        seconds = renderImage();
+        renderImage(span, preRender);
     m_stage.store(FinishedRendering, std::memory_order_release);
 
+    const std::string& name = m_task->getName();
     const std::string type = m_task->getType(); // a failure of the task, not of the observer
-    notify(observer.get(),
-           [&](RenderObserver& o) { o.tileRendered(m_task->getName(), type, seconds); });
+    notify(observer.get(), [&](RenderObserver& o) { o.tileRendered(name, type, span.seconds()); });
+    notify(observer.get(), [&](RenderObserver& o) {
+        o.tileFinished({name, type, m_id, m_image.getBounds(), fromCache, span, preRender});
+    });
     if (m_outputTiles.empty())
         deliver(observer.get());
     else
@@ -144,9 +149,9 @@ void Tile::renewCacheData()
         image.enableCaching(m_task, m_id, data->m_cost);
 }
 
-double Tile::renderImage()
+void Tile::renderImage(TimeSpan& span, TimeSpan& preRender)
 {
-    const auto start = std::chrono::steady_clock::now();
+    span.begin = std::chrono::steady_clock::now();
     QUILT_ASSERT(getStage() == InRenderQueue);
     m_stage = Rendering;
     QUILT_ASSERT(m_image.isNull());
@@ -155,17 +160,16 @@ double Tile::renderImage()
     ImageBuffer image(m_task->getRequiredOutputChannels(), m_requiredRect,
                       tileComment(*m_task, m_id), 15);
     const ImageLock lock(image);
-    m_task->renderTile(lock.image(), {m_requiredInputRects.data(), m_requiredInputRects.size()});
+    preRender = m_task->renderTile(lock.image(),
+                                   {m_requiredInputRects.data(), m_requiredInputRects.size()});
     // The pixels are done; the inputs can go before this tile is unlocked.
     releaseInputs();
 
-    const double seconds =
-        std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
-    const float cost = m_task->addTileTime(static_cast<float>(seconds));
+    span.end = std::chrono::steady_clock::now();
+    const float cost = m_task->addTileTime(static_cast<float>(span.seconds()));
     if (m_task->getCaching() && !m_task->actsOutside())
         image.getImpl()->enableCaching(m_task, m_id, cost);
     m_image = std::move(image);
-    return seconds;
 }
 
 // A final tile has nobody else who wants its image: once the observer has seen it, it is free to
