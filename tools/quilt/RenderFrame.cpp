@@ -9,7 +9,6 @@
 #include <QUILT/RenderManager.h>
 
 #include "OutputFiles.h"
-#include "Signals.h"
 
 namespace QuiltTool
 {
@@ -123,14 +122,18 @@ private:
     void renderOutputs()
     {
         const Frame frame =
-            buildFrame(m_graph, m_job.frame, m_graph.neededByOutputs(), true, stopRequested);
+            buildFrame(m_graph, m_job.frame, m_graph.neededByOutputs(), true, m_job.isStopped);
         m_result.failures = frame.failures;
         if (!m_result.failures.empty())
             m_result.status = FrameStatus::Failed;
-        else if (stopRequested())
+        else if (m_job.isStopped())
             m_result.status = FrameStatus::Cancelled;
         else
+        {
+            if (m_job.onBuilt)
+                m_job.onBuilt(frame);
             run(frame);
+        }
     }
 
     void run(const Frame& frame)
@@ -159,7 +162,7 @@ private:
         m_result.tiles = m_observer->tiles();
         m_result.cached = m_observer->cached();
         const bool finished = m_observer->finishedOutputs() == withTiles;
-        if (!finished && m_result.failures.empty() && !stopRequested())
+        if (!finished && m_result.failures.empty() && !m_job.isStopped())
             m_result.failures.push_back(
                 {"render", "an error", "it ended before all outputs were finished"});
         if (!m_result.failures.empty())
@@ -172,7 +175,7 @@ private:
 
     void tick()
     {
-        if (stopRequested())
+        if (m_job.isStopped())
             RenderManager::cancel(RenderManager::RenderTypePrimary, false);
         m_progress.setTiles(m_job.place, m_observer->tiles(), m_observer->tilesToDo());
     }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <optional>
 #include <string>
 #include <vector>
@@ -35,6 +36,8 @@ struct FrameJob
     int64_t frame = 1;
     size_t place = 0; ///< among all frames to render, from 0
     std::optional<UTIL::Rect> area;
+    std::function<bool()> isStopped;           ///< asked every 50 ms: whether to give it up
+    std::function<void(const Frame&)> onBuilt; ///< called in front of the first tile; may be empty
 };
 
 /// Builds the graph at a frame and renders its outputs. On return nothing of the render is left:

@@ -73,7 +73,7 @@ unsigned long defaultMemory()
     return std::max(1ul, (allowedMemory() / 2) >> 20);
 }
 
-void applySettings(const Settings& settings, size_t frames)
+void applySettings(const Settings& settings, bool caching)
 {
     RenderManager::setRenderThreads(settings.threads.value_or(allowedCores()));
     RenderManager::SetMaxImageMemory(settings.memory.value_or(defaultMemory()));
@@ -81,7 +81,7 @@ void applySettings(const Settings& settings, size_t frames)
         RenderManager::SetMaxDiskUsage(*settings.swap);
     if (settings.tileSize)
         RenderManager::setGlobalTileSize(settings.tileSize->x1, settings.tileSize->y1);
-    RenderManager::setSpeculativeCachingEnable(settings.caching.value_or(frames > 1));
+    RenderManager::setSpeculativeCachingEnable(settings.caching.value_or(caching));
     RenderManager::SetTileOrder(RenderManager::TileOrder::Streaming);
     RenderManager::SetPollPeriod(1000);
 }

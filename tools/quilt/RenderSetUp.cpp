@@ -1,0 +1,88 @@
+#include "RenderSetUp.h"
+
+#include <cstdlib>
+#include <fstream>
+
+#include <unistd.h>
+
+#include <EMULSION/Error.h>
+#include <QUILT/FileTasks.h>
+#include <QUILT/RenderManager.h>
+
+#include "ColorConfig.h"
+#include "OutputFiles.h"
+#include "Signals.h"
+#include "Version.h"
+
+namespace QuiltTool
+{
+
+namespace
+{
+
+void startLog(const std::string& file)
+{
+    if (!std::ofstream(file, std::ios::app))
+        throw UsageError("--log: " + file + " cannot be written");
+    QUILT::RenderManager::setRenderLogFile(file);
+    QUILT::RenderManager::setRenderDebug(true);
+}
+
+}
+
+RenderProcess::RenderProcess(const RenderOptions& options)
+{
+    if (options.log)
+        startLog(*options.log);
+    catchSignals();
+    m_swapFolder.emplace();
+    // Without it a file-out task refuses to write: it goes into the files' metadata.
+    ::setenv("LANTERN_RELEASE", s_version, 0);
+}
+
+bool showsBar(const RenderOptions& options)
+{
+    if (options.progress == "auto")
+        return !options.quiet && ::isatty(STDERR_FILENO) == 1;
+    return options.progress == "always";
+}
+
+GraphFile readGraphToRender(const RenderOptions& options)
+{
+    GraphFile graph = readGraphFile(options.graph, options.changes);
+    if (graph.outputs.empty())
+        throw UsageError(options.graph +
+                         ": /outputs: missing; expected at least one output to render");
+    checkOutputFiles(graph, options.frames);
+    return graph;
+}
+
+void warnOfOverwrites(const GraphFile& graph, const RenderOptions& options, Progress& progress)
+{
+    if (options.quiet)
+        return;
+    for (const std::string& place : overwrittenOutputs(graph, options.frames))
+        progress.print(options.graph + ": " + place +
+                       ": warning: every frame writes this file; $F or $F4 in its name stands for "
+                       "the frame");
+}
+
+void useColorConfig(const Settings& settings, const RenderOptions& options)
+{
+    setColorConfig(settings.ocio,
+                   options.settings.ocio ? "--ocio" : options.graph + ": /settings/ocio");
+}
+
+void readHeaders(const GraphFile& graph, const std::vector<int64_t>& frames, Progress& progress,
+                 const std::function<bool()>& isStopped)
+{
+    const std::vector<std::string> pictures = picturesToRead(graph, frames);
+    for (size_t i = 0; i < pictures.size() && !isStopped(); ++i)
+    {
+        progress.setStep("reading headers:", i, pictures.size());
+        QUILT::ImageHeaderCache_GetImageDescription(nullptr, pictures[i], false);
+        EMULSION::ClearError();
+    }
+}
+
+}
