@@ -67,6 +67,7 @@ void runProgram(const Image& output, const Image& input, const UTIL::Rect& area,
     const size_t inputFloats = static_cast<size_t>(Private::channelCount(input.channels));
     const size_t outputFloats = static_cast<size_t>(Private::channelCount(output.channels));
     Planes planes;
+    StripWriter writer(output, input.channels && Private::sharesMemory(output, input));
     for (int64_t y = area.y0; y < area.y1; ++y)
     {
         const float* from = inputFloats ? Private::pixelOf(input, area.x0, y) : nullptr;
@@ -78,7 +79,7 @@ void runProgram(const Image& output, const Image& input, const UTIL::Rect& area,
             loadPlanes(from, input.channels, count, planes.all);
             clearPlanes(missing, paddedCount, planes.all);
             program.run(planes.all, paddedCount);
-            storePlanes(planes.all, output.channels, count, to);
+            writer.write(planes.all, count, to);
             from += count * inputFloats;
             to += count * outputFloats;
         }

@@ -6,9 +6,14 @@
 #define EMULSION_PLANES_INL_H_
 #endif
 
+#include <hwy/cache_control.h>
 #include <hwy/highway.h>
 
+#include <algorithm>
+#include <cstring>
+
 #include "EMULSION/PixelOperation.h"
+#include "Rows.h"
 
 HWY_BEFORE_NAMESPACE();
 namespace EMULSION::HWY_NAMESPACE
@@ -44,6 +49,10 @@ inline int planesOf(uint64_t channels, float* const all[4], float* selected[4])
     return count;
 }
 
+// The hardware follows several pictures poorly when each is read for half a page at a time, so what
+// comes next is asked for ahead. Past a picture's end this does nothing.
+constexpr size_t s_lineFloats = 16, s_prefetchDistance = 1024;
+
 template <int Channels>
 void deinterleave(const float* pixels, size_t count, float* const planes[4])
 {
@@ -54,6 +63,8 @@ void deinterleave(const float* pixels, size_t count, float* const planes[4])
     for (; i + lanes <= count; i += lanes)
     {
         const float* const from = pixels + i * Channels;
+        for (size_t line = 0; line < lanes * Channels; line += s_lineFloats)
+            hwy::Prefetch(from + s_prefetchDistance + line);
         if constexpr (Channels == 4)
             hn::LoadInterleaved4(d, from, v[0], v[1], v[2], v[3]);
         else if constexpr (Channels == 3)
@@ -137,6 +148,58 @@ inline void storePlanes(float* const planes[4], uint64_t channels, size_t count,
         return;
     }
 }
+
+// Copies past the caches, where whole lines of them are written.
+inline void streamFloats(const float* from, size_t count, float* to)
+{
+    const hn::ScalableTag<float> d;
+    const size_t lanes = hn::Lanes(d);
+    const size_t misplaced = reinterpret_cast<uintptr_t>(to) / sizeof(float) % lanes;
+    size_t i = misplaced ? std::min(count, lanes - misplaced) : 0;
+    std::memcpy(to, from, i * sizeof(float));
+    for (; i + lanes <= count; i += lanes)
+        hn::Stream(hn::LoadU(d, from + i), d, to + i);
+    std::memcpy(to + i, from + i, (count - i) * sizeof(float));
+}
+
+// Writes planes as interleaved pixels of one image, strip by strip. What goes to an image that no
+// cache could hold goes past the caches: it would only be read there to be overwritten, and push
+// out what is of use.
+class StripWriter
+{
+public:
+    // `inPlace`: pixels of the image are read before they are written.
+    StripWriter(const Image& output, bool inPlace)
+        : m_channels(output.channels),
+          m_streams(!inPlace &&
+                    output.rowBytes * static_cast<uint64_t>(output.bounds.height()) >= s_largest)
+    {}
+
+    ~StripWriter()
+    {
+        if (m_streams)
+            hwy::FlushStream();
+    }
+
+    StripWriter(const StripWriter&) = delete;
+    StripWriter& operator=(const StripWriter&) = delete;
+
+    void write(float* const planes[4], size_t count, float* pixels)
+    {
+        if (!m_streams)
+            return storePlanes(planes, m_channels, count, pixels);
+        storePlanes(planes, m_channels, count, m_strip);
+        streamFloats(m_strip, count * static_cast<size_t>(Private::channelCount(m_channels)),
+                     pixels);
+    }
+
+private:
+    static constexpr uint64_t s_largest = uint64_t(16) << 20; // bytes
+
+    const uint64_t m_channels;
+    const bool m_streams;
+    alignas(PixelOperation::s_planeAlignment) float m_strip[4 * PixelOperation::s_stripLength];
+};
 
 // Vector by vector, because what a library's copy of a few hundred bytes has written with stores of
 // another width is slow to load again.

@@ -78,6 +78,7 @@ void combinePart(const Image& output, const Private::Side& first, const Private:
     constexpr size_t granularity = PixelOperation::s_planeGranularity;
     SidePlanes a(first, part), b(second, part);
     Planes result;
+    StripWriter writer(output, first.sharesMemory(output) || second.sharesMemory(output));
     for (int64_t y = part.y0; y < part.y1; ++y)
     {
         for (int64_t start = 0; start < part.width(); start += stripLength)
@@ -92,7 +93,7 @@ void combinePart(const Image& output, const Private::Side& first, const Private:
                 if (output.channels >> channel & 1)
                     combinePlanes(formula, a, b, channel, paddedCount, result.all[channel]);
             }
-            storePlanes(result.all, output.channels, count, Private::pixelOf(output, x, y));
+            writer.write(result.all, count, Private::pixelOf(output, x, y));
         }
     }
 }

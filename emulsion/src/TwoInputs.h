@@ -7,6 +7,7 @@
 
 #include "EMULSION/Image.h"
 #include "OnePixel.h"
+#include "Rows.h"
 #include "Validation.h"
 
 // What operators of two images share, apart from the arithmetic of TwoInputs-inl.h.
@@ -21,6 +22,12 @@ struct Side
     Imath::Color4f color;
 
     bool covers(const UTIL::Rect& part) const { return image && image->bounds.contains(part); }
+
+    bool sharesMemory(const Image& output) const
+    {
+        return image && image->channels && !isEmpty(*image) &&
+               Private::sharesMemory(*image, output);
+    }
 };
 
 /// True when there is something to work on; otherwise an error may be set.

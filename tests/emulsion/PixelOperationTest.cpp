@@ -1,5 +1,6 @@
 #include <EMULSION/Color.h>
 #include <EMULSION/ColorMatrix.h>
+#include <EMULSION/Composite.h>
 #include <EMULSION/Premultiply.h>
 
 #include <cmath>
@@ -133,6 +134,37 @@ TEST_P(EveryPixelOperation, FollowsItsFormula)
 
 INSTANTIATE_TEST_SUITE_P(All, EveryPixelOperation, testing::ValuesIn(operationCases()),
                          [](const auto& info) { return std::string(info.param.name); });
+
+// Pictures of this size are written past the caches, in whole lines and what is left at their ends.
+TEST(PixelOperations, WriteLargePicturesLikeSmallOnes)
+{
+    const Rect bounds(-3, 2, 1034, 1015);
+    const Color4f zero(0, 0, 0, 0);
+    Random random(1);
+    TestImage first(random, 15, bounds), second(random, 15, bounds), output(random, 15, bounds);
+    const Image& to = output.image;
+    ASSERT_GE(to.rowBytes * static_cast<uint64_t>(bounds.height()), uint64_t(16) << 20);
+    const std::function<void(const Image&)> passes[] = {
+        [&](const Image& part) { MultInverse(&part, &first.image); },
+        [&](const Image& part) { Over(&part, &first.image, &second.image, true, zero, zero); }};
+    for (const std::string& target : Private::simdTargets())
+    {
+        const SimdScope scope(target);
+        for (const auto& pass : passes)
+        {
+            Image row = to;
+            for (int64_t y = bounds.y0; y < bounds.y1; ++y)
+            {
+                row.bounds = Rect(bounds.x0, y, bounds.x1, y + 1);
+                pass(row);
+                row.pixelPtr += to.rowBytes / sizeof(float);
+            }
+            const std::vector<float> expected = output.floats();
+            pass(to);
+            EXPECT_TRUE(sameBits(output.floats(), expected)) << target;
+        }
+    }
+}
 
 TEST(PixelChain, GivesTheBitsOfItsOperationsOneByOne)
 {
