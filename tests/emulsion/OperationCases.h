@@ -32,6 +32,7 @@ inline Pixel perChannel(const Pixel& pixel, const std::function<double(double, i
 /// Every operation that works on pixels alone. Each family adds its own in a file beside its tests.
 const std::vector<OperationCase>& operationCases();
 
+void addCurveCases(std::vector<OperationCase>& cases);
 void addValueCases(std::vector<OperationCase>& cases);
 
 }

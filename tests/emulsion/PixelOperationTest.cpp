@@ -28,6 +28,7 @@ const std::vector<OperationCase>& operationCases()
     static const std::vector<OperationCase> s_cases = [] {
         std::vector<OperationCase> cases;
         addValueCases(cases);
+        addCurveCases(cases);
         return cases;
     }();
     return s_cases;

@@ -1,0 +1,70 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <vector>
+
+#include "EMULSION/Curves.h"
+#include "EMULSION/Export.h"
+
+namespace EMULSION::Private
+{
+
+/// What the vectors of CurveTable-inl.h read of a table: numbers and pointers, copied freely. It
+/// lives no longer than its table.
+struct Curve
+{
+    // The knots, at growing places. Between one and the next the curve is value + (x - place) *
+    // slope, which never leaves what lies between the two knots.
+    const float* places = nullptr;
+    const float* values = nullptr;
+    const float* slopes = nullptr;
+    // By bucket: the number of the first knot that may be the last one at or below a place in it.
+    // Null where the knots are so evenly spaced that this is the bucket's number, or the one below.
+    const int32_t* starts = nullptr;
+    int32_t longestStep = 0; // of the search upwards from there; steps are halved down to 1
+
+    float first = 0.0f; // the places of the first and the last knot
+    float last = 0.0f;
+    float below = 0.0f; // the value below the first one
+
+    float origin = 0.0f; // a place's bucket is (place - origin) * scale, at most lastBucket
+    float scale = 0.0f;
+    float lastBucket = 0.0f;
+
+    bool isIdentity() const { return places == nullptr; }
+};
+
+/// The curve of CurvePoints, which tells what it makes of any points and values, prepared so that
+/// finding a value's place costs the same however many points there are.
+///
+/// Made once for an operation; safe to read from any thread. Exported for the tests.
+class EMULSION_API CurveTable
+{
+public:
+    explicit CurveTable(const CurvePoints& points);
+    CurveTable(const CurveTable&) = delete;
+    CurveTable& operator=(const CurveTable&) = delete;
+
+    const Curve& curve() const { return m_curve; }
+    bool isIdentity() const { return m_curve.isIdentity(); }
+
+    /// The same bits as a lane of a vector: NaN gives itself, infinities the values of the ends.
+    float valueAt(float x) const;
+
+private:
+    struct Points;
+
+    void setKnots(const Points& points);
+    void addKnot(float place, float value, float nextPlace, float nextValue);
+    bool findEvenBuckets();
+    void makeBuckets();
+    bool fitBuckets(int32_t count);
+    int32_t bucketOf(float place) const;
+
+    std::vector<float> m_places, m_values, m_slopes;
+    std::vector<int32_t> m_starts;
+    Curve m_curve;
+};
+
+}
