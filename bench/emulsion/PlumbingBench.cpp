@@ -1,4 +1,5 @@
 #include <EMULSION/Error.h>
+#include <EMULSION/Orient.h>
 #include <EMULSION/Plumbing.h>
 #include <EMULSION/Raw.h>
 
@@ -94,6 +95,23 @@ void channelCopies(benchmark::State& state)
     });
 }
 
+// Arguments: the operation, channels of both images. A frame of 4096 x 2160 pixels.
+void orients(benchmark::State& state)
+{
+    const auto operation = static_cast<int32_t>(state.range(0));
+    const auto channels = static_cast<uint64_t>(state.range(1));
+    const bool turns = operation == OrientCounterClockwise || operation == OrientClockwise;
+    Picture input(channels, 4096, 2160), output(channels, turns ? 2160 : 4096, turns ? 4096 : 2160);
+    runBesideCopy(state, output.floats.size() * sizeof(float), [&] {
+        if (turns)
+            Orient(&output.image, &input.image, operation);
+        else
+            (operation == OrientFlip   ? Flip
+             : operation == OrientFlop ? Flop
+                                       : FlipFlop)(&output.image, &input.image);
+    });
+}
+
 // Argument: side of the square of RGBA pixels. Files go to QUILT_BENCH_FOLDER, or to memory.
 struct SwapFile
 {
@@ -157,6 +175,7 @@ BENCHMARK(copies)
     ->ArgsProduct({{15}, {15, 7, 8}, {256, 3000}})
     ->ArgsProduct({{7, 8}, {15}, {256, 3000}});
 BENCHMARK(fills)->UseManualTime()->ArgsProduct({{15, 7, 3, 1}, {256, 3000}});
+BENCHMARK(orients)->UseManualTime()->ArgsProduct({{1, 3, 4, 5, 6}, {15, 7, 8}});
 BENCHMARK(channelCopies)
     ->UseManualTime()
     ->ArgsProduct({{15, 8}, {8}, {256, 3000}})

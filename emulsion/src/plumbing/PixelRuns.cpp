@@ -41,7 +41,7 @@ int64_t shufflePixels(float* output, const float* input, int64_t count, const Ch
     {
         hn::StoreU(hn::TableLookupBytesOr0(hn::LoadU(bytes, from), control), bytes, to);
         to += sizeof(float) * static_cast<size_t>(map.outputChannels);
-        from += static_cast<ptrdiff_t>(sizeof(float)) * map.inputStep;
+        from += static_cast<int64_t>(sizeof(float)) * map.inputStep;
     }
     return count;
 #endif

@@ -13,7 +13,7 @@ struct ChannelMap
     static constexpr int zero = -1;
 
     int outputChannels = 0; ///< floats in an output pixel, 1 to 4
-    int inputStep = 0;      ///< floats to the next input pixel, 1 to 4, or -1 to -4 to go backwards
+    int64_t inputStep = 0;  ///< floats to the next input pixel, below 0 to go backwards
     int source[4] = {};     ///< for each output float, a float of the input pixel or `zero`
 
     /// True when the run is a plain copy of memory.
