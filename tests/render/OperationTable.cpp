@@ -22,6 +22,7 @@ const std::vector<Operation>& operations()
         addTestOperations(table);
         addPixelOperations(table);
         addProceduralOperations(table);
+        addChannelOperations(table);
         addColorOperations(table);
         addCompOperations(table);
         return table;

@@ -65,6 +65,7 @@ void addTestOperations(std::vector<Operation>& table);
 void addPixelOperations(std::vector<Operation>& table);
 void addProceduralOperations(std::vector<Operation>& table);
 void addCompOperations(std::vector<Operation>& table);
+void addChannelOperations(std::vector<Operation>& table);
 void addColorOperations(std::vector<Operation>& table);
 
 }

@@ -13,8 +13,8 @@ namespace
 std::vector<Operation> makeOperations()
 {
     std::vector<Operation> all;
-    for (const auto family :
-         {colorOperations, compositeOperations, fileOperations, proceduralOperations})
+    for (const auto family : {channelOperations, colorOperations, compositeOperations,
+                              fileOperations, proceduralOperations})
         std::ranges::move(family(), std::back_inserter(all));
     std::ranges::sort(all, {}, &Operation::name);
     return all;

@@ -170,6 +170,12 @@ std::vector<std::string> Values::texts(const std::string& name) const
                               [](const std::string& text) { return text; });
 }
 
+std::vector<unsigned long> Values::masks(const std::string& name) const
+{
+    return allOf<int64_t>(get<std::vector<Value>>(name), name,
+                          [](int64_t mask) { return static_cast<unsigned long>(mask); });
+}
+
 std::vector<Imath::C4f> Values::colors(const std::string& name) const
 {
     return allOf<std::vector<double>>(get<std::vector<Value>>(name), name, toColor);

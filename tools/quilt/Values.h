@@ -59,9 +59,10 @@ public:
     std::vector<float> matrix(const std::string& name) const;
     const Curve& curve(const std::string& name) const;
     const Values& object(const std::string& name) const;
-    std::vector<float> numbers(const std::string& name) const;     ///< a list of numbers
-    std::vector<std::string> texts(const std::string& name) const; ///< a list of strings
-    std::vector<Imath::C4f> colors(const std::string& name) const; ///< a list of colours
+    std::vector<float> numbers(const std::string& name) const;       ///< a list of numbers
+    std::vector<std::string> texts(const std::string& name) const;   ///< a list of strings
+    std::vector<unsigned long> masks(const std::string& name) const; ///< a list of masks
+    std::vector<Imath::C4f> colors(const std::string& name) const;   ///< a list of colours
     std::vector<std::shared_ptr<Values>> objects(const std::string& name) const;
 
     template <class Enum>
