@@ -4,6 +4,7 @@
 
 #include <limits>
 
+#include "Comparisons-inl.h"
 #include "EMULSION/Color.h"
 #include "PixelMap-inl.h"
 
@@ -14,8 +15,7 @@ namespace EMULSION::HWY_NAMESPACE
 namespace
 {
 
-// Comparisons and not Min and Max, whose answer to NaN differs between instruction sets. A NaN
-// among the bounds clamps nothing.
+// NaN stays, and a NaN among the bounds clamps nothing.
 struct ClampFormula
 {
     Imath::Color4f min, max;
@@ -25,8 +25,7 @@ struct ClampFormula
     {
         const auto lowest = hn::Set(d, min[channel]);
         const auto highest = hn::Set(d, max[channel]);
-        const auto raised = hn::IfThenElse(hn::Lt(x, lowest), lowest, x);
-        return hn::IfThenElse(hn::Gt(raised, highest), highest, raised);
+        return smallerOf(largerOf(x, lowest), highest);
     }
 };
 

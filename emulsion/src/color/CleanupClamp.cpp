@@ -4,6 +4,7 @@
 
 #include <limits>
 
+#include "Comparisons-inl.h"
 #include "EMULSION/Color.h"
 #include "PixelMap-inl.h"
 
@@ -27,8 +28,7 @@ struct CleanupClampFormula
         const auto isFinite = hn::Le(hn::Abs(x), hn::Set(d, s_largest));
         const auto lowest = hn::Set(d, keepNegative && channel != s_alpha ? -s_largest : 0.0f);
         const auto highest = hn::Set(d, channel == s_alpha ? 1.0f : s_largest);
-        const auto raised = hn::IfThenElse(hn::Lt(x, lowest), lowest, x);
-        return hn::IfThenElseZero(isFinite, hn::IfThenElse(hn::Gt(x, highest), highest, raised));
+        return hn::IfThenElseZero(isFinite, smallerOf(largerOf(x, lowest), highest));
     }
 };
 

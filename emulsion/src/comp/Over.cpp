@@ -2,6 +2,7 @@
 #define HWY_TARGET_INCLUDE "comp/Over.cpp"
 #include <hwy/foreach_target.h>
 
+#include "Comparisons-inl.h"
 #include "EMULSION/Composite.h"
 #include "TwoInputs-inl.h"
 
@@ -12,15 +13,11 @@ namespace EMULSION::HWY_NAMESPACE
 namespace
 {
 
-// Alpha as a weight: itself, or clamped. Comparisons and not Min and Max, so that NaN counts as 0.
+// Alpha as a weight: itself, or clamped.
 template <bool Clamp, class D>
 hn::Vec<D> weightOf(D d, hn::Vec<D> alpha)
 {
-    if constexpr (!Clamp)
-        return alpha;
-    const auto one = hn::Set(d, 1.0f);
-    const auto lowered = hn::IfThenElse(hn::Lt(alpha, one), alpha, one);
-    return hn::IfThenElseZero(hn::Gt(alpha, hn::Zero(d)), lowered);
+    return Clamp ? clampedToUnit(d, alpha) : alpha;
 }
 
 // What a layer of that alpha lets through.
