@@ -34,5 +34,6 @@ const std::vector<OperationCase>& operationCases();
 
 void addCurveCases(std::vector<OperationCase>& cases);
 void addValueCases(std::vector<OperationCase>& cases);
+void addColorCases(std::vector<OperationCase>& cases);
 
 }

@@ -29,6 +29,7 @@ const std::vector<OperationCase>& operationCases()
         std::vector<OperationCase> cases;
         addValueCases(cases);
         addCurveCases(cases);
+        addColorCases(cases);
         return cases;
     }();
     return s_cases;
@@ -78,7 +79,8 @@ Rect randomRect(Random& random)
 
 bool near(double value, double expected, double error)
 {
-    return std::abs(value - expected) <= error * std::max(20.0, std::abs(expected));
+    return value == expected || // infinities
+           std::abs(value - expected) <= error * std::max(20.0, std::abs(expected));
 }
 
 }
@@ -209,8 +211,33 @@ TEST(PixelOperations, TreatExceptionalValuesAsDocumented)
     MultInverseColor(out, odd);
     EXPECT_EQ(Color4f(0, out.g, out.b, out.a), Color4f(0, 0, 0, s_infinity));
     EXPECT_FALSE(std::signbit(out.b));
+    FringeColor(out, odd);
+    EXPECT_EQ(out, Color4f(0, 0, 0, 0));
+    PosterizeColor(out, Color4f(-0.0f, -0.1f, 0.5f, -7), 4, 2, s_infinity, false, false);
+    EXPECT_EQ(out, Color4f(0, -1, 0.5f, -7));
+    EXPECT_FALSE(std::signbit(out.r));
+    for (const float hue : {s_nan, s_infinity, -s_infinity, -1e-9f, 1e30f})
+        EXPECT_EQ(HSVConvert(Color4f(hue, 0.5f, 2, 1), false), Color4f(2, 1, 1, 1)) << hue;
+    EXPECT_EQ(EMULSION::Run(odd, *makeScreenRGBToAlphaOperation(ChannelGreen)).a, 0);
     EXPECT_EQ(Unpremultiply(Color4f(s_infinity, 1, -1, -0.0f)), Color4f(0, 0, 0, 0));
     EXPECT_EQ(Premultiply(Color4f(2, 4, -1, 0.5f)), Color4f(1, 2, -0.5f, 0.5f));
+}
+
+TEST(PixelOperations, LeadThereAndBack)
+{
+    forEachRandomCase(2000, [](Random& random) {
+        const auto anyOf = [&] { return static_cast<float>(random.real(0, 4)); };
+        const Color4f color(anyOf(), anyOf(), anyOf(), anyOf() + 0.01f);
+        const Color4f hsv = HSVConvert(color, true);
+        EXPECT_TRUE(hsv.r >= 0 && hsv.r <= 1 && hsv.g >= 0 && hsv.g <= 1) << color << hsv;
+        const Color4f viaHSV = HSVConvert(hsv, false);
+        const Color4f viaPremultiplied = Unpremultiply(Premultiply(color));
+        for (int channel = 0; channel < 4; ++channel)
+        {
+            EXPECT_NEAR(viaHSV[channel], color[channel], 4e-6f) << color << hsv;
+            EXPECT_NEAR(viaPremultiplied[channel], color[channel], color[channel] * 2e-7f) << color;
+        }
+    });
 }
 
 TEST(ColorMatrix, HearsOnlyWhatItsCoefficientsName)

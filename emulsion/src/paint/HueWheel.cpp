@@ -2,13 +2,30 @@
 #include <numbers>
 
 #include "EMULSION/Painters.h"
-#include "Hsv.h"
+#include "Hsv-inl.h"
 #include "paint/Ellipse.h"
 
 namespace EMULSION
 {
 
 using Imath::Color4f;
+
+namespace
+{
+
+// One colour goes through the formula for vectors, as a vector of one value.
+Color4f colorOf(float hue, float saturation, float value)
+{
+    namespace simd = HWY_NAMESPACE;
+    const simd::hn::CappedTag<float, 1> d;
+    auto r = simd::hn::Set(d, hue);
+    auto g = simd::hn::Set(d, saturation);
+    auto b = simd::hn::Set(d, value);
+    simd::hsvToRgb(d, r, g, b);
+    return Color4f(simd::hn::GetLane(r), simd::hn::GetLane(g), simd::hn::GetLane(b), 1.0f);
+}
+
+}
 
 void HueWheel(const Image* image, float centerX, float centerY, float radius, float aspect,
               float innerSaturation, float outerSaturation, float value, float turn)
@@ -28,8 +45,8 @@ void HueWheel(const Image* image, float centerX, float centerY, float radius, fl
             const double hue = std::atan2(v, u) / (2.0 * std::numbers::pi) + turns;
             const float rim = static_cast<float>(std::min(distance / radius, 1.0));
             const float saturation = innerSaturation + (outerSaturation - innerSaturation) * rim;
-            const Imath::C3f rgb = Private::hsvToRgb(static_cast<float>(hue), saturation, value);
-            return Color4f(rgb.x, rgb.y, rgb.z, 1.0f) * static_cast<float>(coverage);
+            return colorOf(static_cast<float>(hue), saturation, value) *
+                   static_cast<float>(coverage);
         };
     });
 }
