@@ -1,6 +1,7 @@
 #include <EMULSION/Color.h>
 #include <EMULSION/ColorMatrix.h>
 #include <EMULSION/Composite.h>
+#include <EMULSION/Curves.h>
 #include <EMULSION/Premultiply.h>
 
 #include <algorithm>
@@ -141,6 +142,24 @@ Speed measure(const Kernel& kernel, Pictures& pictures)
     return {pictures.megapixels() / best, bestPlain / best};
 }
 
+// A curve for all four channels, by its points.
+PixelOperationPtr curve(const std::vector<float>& points)
+{
+    const EMULSION::CurvePoints all{points.data(), points.size() / 2};
+    return EMULSION::makeRGBACurvesOperation(all, all, all, all);
+}
+
+std::vector<float> evenPoints(int count)
+{
+    std::vector<float> points;
+    for (int i = 0; i < count; ++i)
+    {
+        const float x = static_cast<float>(i) / static_cast<float>(count - 1);
+        points.insert(points.end(), {x, x * x});
+    }
+    return points;
+}
+
 std::vector<Kernel> kernels()
 {
     using namespace EMULSION;
@@ -156,6 +175,9 @@ std::vector<Kernel> kernels()
         operation("CleanupClamp", makeCleanupClampOperation(false)),
         operation("MultInverse", makeMultInverseOperation()),
         operation("ColorMatrix, 3 x 3", makeColorMatrixOperation(matrix)),
+        operation("ApplyRGBACurves, 2048 even points", curve(evenPoints(2048))),
+        operation("ApplyRGBACurves, 5 uneven points",
+                  curve({0, 0, 0.1f, 0.3f, 0.25f, 0.35f, 0.9f, 0.8f, 1.1f, 1})),
         operation("Premultiply", makePremultiplyOperation()),
         operation("Unpremultiply", makeUnpremultiplyOperation()),
         composite<bool>("Over", Over, false),

@@ -96,17 +96,12 @@ CurveTable::CurveTable(const CurvePoints& points)
     if (used.places.empty())
         return;
     setKnots(used);
-    m_curve.first = m_places.front();
-    m_curve.last = m_places.back();
+    m_curve.first = m_knots.front().place;
+    m_curve.last = m_knots.back().place;
     m_curve.below = used.reached.front();
     if (!findEvenBuckets())
         makeBuckets();
-    // The search looks at most so far behind the last knot.
-    m_places.resize(m_places.size() + 2 * static_cast<size_t>(m_curve.longestStep), s_infinity);
-    m_curve.places = m_places.data();
-    m_curve.values = m_values.data();
-    m_curve.slopes = m_slopes.data();
-    m_curve.starts = m_starts.empty() ? nullptr : m_starts.data();
+    m_curve.knots = m_knots.data();
 }
 
 void CurveTable::setKnots(const Points& points)
@@ -114,9 +109,7 @@ void CurveTable::setKnots(const Points& points)
     const size_t last = points.places.size() - 1;
     for (size_t i = 0; i < last; ++i)
         addKnot(points.places[i], points.leaving[i], points.places[i + 1], points.reached[i + 1]);
-    m_places.push_back(points.places[last]);
-    m_values.push_back(points.leaving[last]);
-    m_slopes.push_back(0.0f);
+    m_knots.push_back({points.places[last], points.leaving[last], 0.0f});
 }
 
 // A distance or a difference beyond the largest float is taken in two halves.
@@ -133,9 +126,7 @@ void CurveTable::addKnot(float place, float value, float nextPlace, float nextVa
         addKnot(middle, half, nextPlace, nextValue);
         return;
     }
-    m_places.push_back(place);
-    m_values.push_back(value);
-    m_slopes.push_back(slopeBetween(place, value, nextPlace, nextValue));
+    m_knots.push_back({place, value, slopeBetween(place, value, nextPlace, nextValue)});
 }
 
 // A whole number of steps up to each knot, so that its number is that of its bucket. The origin
@@ -143,16 +134,16 @@ void CurveTable::addKnot(float place, float value, float nextPlace, float nextVa
 bool CurveTable::findEvenBuckets()
 {
     constexpr double leeway = 1.0 / 64;
-    if (m_places.size() > s_mostBuckets)
+    if (m_knots.size() > s_mostBuckets)
         return false;
-    const auto lastKnot = static_cast<int32_t>(m_places.size() - 1);
+    const auto lastKnot = static_cast<int32_t>(m_knots.size() - 1);
     const double step = lastKnot == 0 ? 1.0 : (double(m_curve.last) - m_curve.first) / lastKnot;
     m_curve.origin = toFloat(m_curve.first - leeway * step);
     m_curve.scale = toFloat(1.0 / step);
     m_curve.lastBucket = static_cast<float>(lastKnot);
     for (int32_t knot = 0; knot <= lastKnot; ++knot)
     {
-        if (bucketOf(m_places[static_cast<size_t>(knot)]) != knot)
+        if (bucketOf(m_knots[static_cast<size_t>(knot)].place) != knot)
             return false;
     }
     return true;
@@ -161,12 +152,17 @@ bool CurveTable::findEvenBuckets()
 // As many buckets as it takes to have a knot in each at most, unless that is a great many.
 void CurveTable::makeBuckets()
 {
-    const size_t fewest = std::min(2 * std::bit_ceil(m_places.size()), s_mostBuckets);
+    const size_t fewest = std::min(2 * std::bit_ceil(m_knots.size()), s_mostBuckets);
     const size_t most = std::clamp<size_t>(4 * fewest, 1024, s_mostBuckets);
     m_curve.origin = m_curve.first;
     size_t count = fewest;
     while (!fitBuckets(static_cast<int32_t>(count)) && count < most)
         count *= 2;
+    std::ranges::transform(m_knots, std::back_inserter(m_places), &Knot::place);
+    // The search looks at most so far behind the last knot.
+    m_places.resize(m_places.size() + static_cast<size_t>(m_curve.longestStep), s_infinity);
+    m_curve.places = m_places.data();
+    m_curve.starts = m_starts.data();
 }
 
 // True when no bucket holds more than one knot.
@@ -180,8 +176,8 @@ bool CurveTable::fitBuckets(int32_t count)
     {
         const int32_t before = knot;
         m_starts[static_cast<size_t>(bucket)] = std::max(before - 1, 0);
-        while (knot < std::ssize(m_places) &&
-               bucketOf(m_places[static_cast<size_t>(knot)]) <= bucket)
+        while (knot < std::ssize(m_knots) &&
+               bucketOf(m_knots[static_cast<size_t>(knot)].place) <= bucket)
             ++knot;
         fullest = std::max(fullest, knot - before);
     }

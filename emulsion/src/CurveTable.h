@@ -10,19 +10,24 @@
 namespace EMULSION::Private
 {
 
+/// From its place up to the next knot the curve is value + (x - place) * slope, which never leaves
+/// what lies between the values of the two.
+struct alignas(16) Knot
+{
+    float place, value, slope;
+    float unused = 0.0f; // a knot is loaded as four floats
+};
+
 /// What the vectors of CurveTable-inl.h read of a table: numbers and pointers, copied freely. It
 /// lives no longer than its table.
 struct Curve
 {
-    // The knots, at growing places. Between one and the next the curve is value + (x - place) *
-    // slope, which never leaves what lies between the two knots.
-    const float* places = nullptr;
-    const float* values = nullptr;
-    const float* slopes = nullptr;
+    const Knot* knots = nullptr; // at growing places
     // By bucket: the number of the first knot that may be the last one at or below a place in it.
     // Null where the knots are so evenly spaced that this is the bucket's number, or the one below.
     const int32_t* starts = nullptr;
-    int32_t longestStep = 0; // of the search upwards from there; steps are halved down to 1
+    const float* places = nullptr; // of the knots, for the search upwards from there
+    int32_t longestStep = 0;       // of that search; steps are halved down to 1
 
     float first = 0.0f; // the places of the first and the last knot
     float last = 0.0f;
@@ -32,7 +37,7 @@ struct Curve
     float scale = 0.0f;
     float lastBucket = 0.0f;
 
-    bool isIdentity() const { return places == nullptr; }
+    bool isIdentity() const { return knots == nullptr; }
 };
 
 /// The curve of CurvePoints, which tells what it makes of any points and values, prepared so that
@@ -62,8 +67,9 @@ private:
     bool fitBuckets(int32_t count);
     int32_t bucketOf(float place) const;
 
-    std::vector<float> m_places, m_values, m_slopes;
+    std::vector<Knot> m_knots;
     std::vector<int32_t> m_starts;
+    std::vector<float> m_places; // of the knots, and room behind them; only where there are starts
     Curve m_curve;
 };
 
