@@ -226,9 +226,10 @@ TEST(RenderCommand, SaysWhenATileFails)
     const Json graph = graphOf({{"in", node("FileIn", {{"filename", "in.exr"}})},
                                 {"copy", node("Copy", Json::object(), {{"input", "in"}})}},
                                {output("copy", "out.exr")});
-    const ProcessResult result =
-        runTool(folder, {"render", folder.write("g.json", graph), "--json", "-"});
+    const ProcessResult result = runTool(folder, {"render", folder.write("g.json", graph), "--json",
+                                                  "-", "--trace", folder / "trace"});
     EXPECT_EQ(result.status, s_failed);
+    EXPECT_TRUE(Json::accept(readFile(folder / "trace")));
     EXPECT_NE(result.err.find("in: an EMULSION error: "), std::string::npos) << result.err;
     EXPECT_NE(result.err.find(folder / "in.exr"), std::string::npos) << result.err;
     EXPECT_EQ(Json::parse(result.out)["frames"][0]["errors"].size(), 1u) << result.out;
@@ -268,15 +269,16 @@ TEST(RenderCommand, StopsCleanlyOnSignals)
     for (const int signal : {SIGINT, SIGTERM})
     {
         const TestFolder folder;
-        ToolProcess tool(folder,
-                         {"render", folder.write("g.json", slowGraph()), "--progress", "always",
-                          "--threads", "2", "--memory", "64", "--json", folder / "report.json"});
+        ToolProcess tool(folder, {"render", folder.write("g.json", slowGraph()), "--progress",
+                                  "always", "--threads", "2", "--memory", "64", "--json",
+                                  folder / "report.json", "--trace", folder / "trace"});
         ASSERT_TRUE(comesTrue([&] { return tool.err().find(" tiles") != std::string::npos; }));
         ::kill(tool.pid(), signal);
         ::kill(tool.pid(), signal); // impatience does no harm
         const ProcessResult result = tool.wait();
         EXPECT_EQ(result.status, s_stopped) << result.err;
-        EXPECT_EQ(folder.names(), (std::vector<std::string>{"g.json", "report.json"}));
+        EXPECT_EQ(folder.names(), (std::vector<std::string>{"g.json", "report.json", "trace"}));
+        EXPECT_TRUE(Json::accept(readFile(folder / "trace")));
         const Json report = Json::parse(readFile(folder / "report.json"));
         EXPECT_EQ(report["frames"][0]["status"], "cancelled");
     }
@@ -288,16 +290,18 @@ TEST(RenderCommand, EndsWithStatus33WhenMemoryRunsOutInBatchMode)
     Json graph = graphOf({{"c", node("Ramp")}}, {output("c", "c.exr")});
     graph["format"] = {0, 0, 2048, 2048};
     const std::string file = folder.write("g.json", graph);
-    const std::vector<std::string> arguments = {"render", file, "--memory", "1"};
+    const std::vector<std::string> arguments = {"render", file,      "--memory",
+                                                "1",      "--trace", folder / "trace"};
     EXPECT_EQ(runTool(folder, arguments,
                       {{"LANTERN_HARD_MEMORY_LIMIT", "1"}, {"LANTERN_BATCH_MODE", "1"}})
                   .status,
               s_outOfMemory);
+    EXPECT_TRUE(Json::accept(readFile(folder / "trace")));
     const ProcessResult plain = runTool(folder, arguments, {{"LANTERN_HARD_MEMORY_LIMIT", "1"}});
     EXPECT_EQ(plain.status, s_failed);
     EXPECT_NE(plain.err.find(": out of memory: "), std::string::npos) << plain.err;
     // What the first one had to leave behind is gone by now.
-    EXPECT_EQ(folder.names(), std::vector<std::string>{"g.json"});
+    EXPECT_EQ(folder.names(), (std::vector<std::string>{"g.json", "trace"}));
 }
 
 TEST(SwapFolder, GoesWithItsProcessAndWithOthersThatWereKilled)

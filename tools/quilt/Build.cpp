@@ -142,6 +142,20 @@ private:
 
 }
 
+const Node* nodeOf(const GraphFile& graph, const std::string& task)
+{
+    const Node* longest = nullptr;
+    for (const Node& node : graph.nodes)
+    {
+        if (node.name == task)
+            return &node;
+        if (task.starts_with(node.name + '.') &&
+            (!longest || node.name.size() > longest->name.size()))
+            longest = &node;
+    }
+    return longest;
+}
+
 std::string textOf(const Failure& failure)
 {
     return failure.node + ": " + failure.kind + ": " + failure.message;

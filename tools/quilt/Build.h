@@ -11,6 +11,10 @@
 namespace QuiltTool
 {
 
+/// The node behind a task; null when the graph file has none: a task that the engine put in.
+/// Factories name their inner tasks "<node>.<step>".
+const Node* nodeOf(const GraphFile& graph, const std::string& task);
+
 /// What went wrong with a node.
 struct Failure
 {

@@ -107,6 +107,12 @@ void addRenderOptions(CLI::App& command, RenderOptions& options)
     command.add_option("--json", options.json,
                        "Write a report to this file; - for standard output");
     command.add_option("--log", options.log, "Write the engine's debug trace to this file");
+    command.add_flag("--stats", options.stats,
+                     "Print the engine's figures and what each node took, to standard error");
+    command.add_option("--stats-xml", options.statsXml,
+                       "Write the engine's figures to this file, as XML");
+    command.add_option("--trace", options.trace,
+                       "Write when which tile was rendered to this file, for a trace viewer");
     command.add_option("--progress", options.progress, "auto, always or never: the progress bar")
         ->check(CLI::IsMember({"auto", "always", "never"}));
     command.add_flag("--quiet", options.quiet, "Print nothing but errors");

@@ -22,6 +22,8 @@ struct RenderOptions
     bool stopOnError = false;
     std::optional<std::string> json; ///< where to, "-" being standard output
     std::optional<std::string> log;
+    bool stats = false;                         ///< on standard error
+    std::optional<std::string> statsXml, trace; ///< files
     std::string progress = "auto";
     bool quiet = false;
 };

@@ -2,13 +2,19 @@
 #include <cstdio>
 #include <optional>
 
+#include <Bramble3/XmlElement.h>
+#include <QUILT/RenderManager.h>
+
 #include "CommandLine.h"
 #include "RenderFrame.h"
 #include "RenderReport.h"
 #include "RenderSettings.h"
 #include "RenderSetUp.h"
 #include "Signals.h"
+#include "Statistics.h"
 #include "Text.h"
+#include "Trace.h"
+#include "WholeFile.h"
 
 namespace QuiltTool
 {
@@ -37,13 +43,24 @@ public:
         std::optional<RenderReport> report;
         if (m_options.json)
             report.emplace(*m_options.json);
+        std::optional<WholeFile> statistics;
+        if (m_options.statsXml)
+            statistics.emplace("--stats-xml", *m_options.statsXml);
+        if (m_options.trace)
+            m_trace.emplace(*m_options.trace);
 
         const RenderProcess process(m_options);
         applySettings(settings, m_options.frames.size() > 1);
         readHeaders(m_graph, m_options.frames, m_progress, stopRequested);
         renderFrames();
+        if (m_options.stats)
+            tellStatistics();
         if (report)
             report->write(m_results, std::chrono::duration<double>(Clock::now() - m_start).count());
+        if (statistics)
+            statistics->write(QUILT::RenderManager::getStatistics()->toText());
+        if (m_trace)
+            m_trace->close();
         return status();
     }
 
@@ -52,12 +69,33 @@ private:
     {
         for (size_t i = 0; i < m_options.frames.size() && !stopRequested(); ++i)
         {
-            const FrameJob job{m_options.frames[i], i, m_options.area, stopRequested, {}};
+            const int64_t frame = m_options.frames[i];
+            const FrameJob job{frame, i, m_options.area, stopRequested, {}, listener(frame)};
             m_results.push_back(renderFrame(m_graph, job, m_progress));
             tell(m_results.back());
+            if (m_trace)
+                m_trace->flush();
             if (m_results.back().status == FrameStatus::Failed && m_options.stopOnError)
                 break;
         }
+    }
+
+    TileListener listener(int64_t frame)
+    {
+        if (!m_options.stats && !m_trace)
+            return {};
+        return [this, frame](const QUILT::TileReport& report) {
+            if (m_options.stats)
+                m_nodes.add(report);
+            if (m_trace)
+                m_trace->add(report, frame);
+        };
+    }
+
+    void tellStatistics()
+    {
+        const std::string text = reportText(QUILT::RenderManager::getStatistics());
+        m_progress.print(text + '\n' + trimmed(m_nodes.table(m_graph)));
     }
 
     void tell(const FrameResult& result)
@@ -88,6 +126,8 @@ private:
     const GraphFile m_graph;
     Progress m_progress;
     std::vector<FrameResult> m_results;
+    NodeStatistics m_nodes;
+    std::optional<Trace> m_trace;
 };
 
 }

@@ -22,24 +22,12 @@ using Clock = std::chrono::steady_clock;
 constexpr const char* s_outOfMemoryKind = "out of memory";
 constexpr int s_outOfMemoryCode = 33;
 
-// The node of the graph file behind a task: factories name their inner tasks "<node>.<step>".
-std::string nodeOf(const GraphFile& graph, const std::string& task)
-{
-    std::string longest;
-    for (const Node& node : graph.nodes)
-    {
-        if (node.name == task)
-            return task;
-        if (task.starts_with(node.name + '.') && node.name.size() > longest.size())
-            longest = node.name;
-    }
-    return longest.empty() ? task : longest;
-}
-
 class FrameObserver final : public QUILT::RenderObserver
 {
 public:
-    explicit FrameObserver(const GraphFile& graph) : m_graph(graph) {}
+    FrameObserver(const GraphFile& graph, const FrameJob& job)
+        : m_graph(graph), m_onTile(job.onTile)
+    {}
 
     size_t tiles() const { return m_tiles; }
     size_t cached() const { return m_cached; }
@@ -54,11 +42,13 @@ public:
 
     void renderSetupDone(unsigned long tileCount) override { m_tilesToDo = tileCount; }
 
-    void tileRendered(const std::string&, const std::string&, double seconds) override
+    void tileFinished(const QUILT::TileReport& report) override
     {
         ++m_tiles;
-        if (seconds == 0.0)
+        if (report.fromCache)
             ++m_cached;
+        if (m_onTile)
+            m_onTile(report);
     }
 
     void outputFinished(unsigned long) override { ++m_finishedOutputs; }
@@ -66,7 +56,8 @@ public:
     void renderError(const std::string& taskName, const std::string& errorKind,
                      const std::string& message, int code) override
     {
-        Failure failure{nodeOf(m_graph, taskName), errorKind, message};
+        const Node* const node = nodeOf(m_graph, taskName);
+        Failure failure{node ? node->name : taskName, errorKind, message};
         if (code == s_outOfMemoryCode)
             failure.kind = s_outOfMemoryKind;
         else if (errorKind.empty())
@@ -79,6 +70,7 @@ public:
 
 private:
     const GraphFile& m_graph;
+    const TileListener m_onTile;
     std::atomic<size_t> m_tiles{0}, m_cached{0}, m_tilesToDo{0}, m_finishedOutputs{0};
     mutable std::mutex m_mutex; // a leaf lock: guards m_failures
     std::vector<Failure> m_failures;
@@ -104,7 +96,8 @@ class FrameRenderer
 {
 public:
     FrameRenderer(const GraphFile& graph, const FrameJob& job, Progress& progress)
-        : m_graph(graph), m_job(job), m_progress(progress), m_observer(new FrameObserver(graph))
+        : m_graph(graph), m_job(job), m_progress(progress),
+          m_observer(new FrameObserver(graph, job))
     {
         m_result.frame = job.frame;
     }

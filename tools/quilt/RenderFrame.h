@@ -5,6 +5,8 @@
 #include <string>
 #include <vector>
 
+#include <QUILT/RenderObserver.h>
+
 #include "Build.h"
 #include "GraphFile.h"
 #include "Progress.h"
@@ -30,6 +32,8 @@ struct FrameResult
     size_t cached = 0;              ///< of these, from the cache
 };
 
+using TileListener = std::function<void(const QUILT::TileReport&)>;
+
 /// Which frame of how many is rendered, and of what.
 struct FrameJob
 {
@@ -38,6 +42,7 @@ struct FrameJob
     std::optional<UTIL::Rect> area;
     std::function<bool()> isStopped;           ///< asked every 50 ms: whether to give it up
     std::function<void(const Frame&)> onBuilt; ///< called in front of the first tile; may be empty
+    TileListener onTile = {};                  ///< called by all threads that render; may be empty
 };
 
 /// Builds the graph at a frame and renders its outputs. On return nothing of the render is left:
