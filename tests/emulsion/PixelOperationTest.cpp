@@ -267,6 +267,28 @@ TEST(ColorMatrix, TakesMatricesForRowVectors)
               Color4f(moved.x + 1, moved.y + 2, moved.z + 3, moved.w + 4));
 }
 
+TEST(ColorMatrix, TurnsHuesAndScalesSaturationAroundGrey)
+{
+    const Imath::C3f weights(0.25f, 0.5f, 0.125f); // their sum is not 1
+    const Imath::V4f color(0.5f, 1, -2, 0.75f);
+    Imath::M44f hue, saturation;
+    BuildMatrix_HueShift(&hue, 0);
+    BuildMatrix_Saturation(&saturation, 1, weights);
+    EXPECT_EQ(hue, Imath::M44f());
+    EXPECT_EQ(saturation, Imath::M44f());
+    BuildMatrix_HueShift(&hue, 120);
+    EXPECT_TRUE((color * hue).equalWithAbsError(Imath::V4f(-2, 0.5f, 1, 0.75f), 2e-7f));
+    BuildMatrix_HueShift(&hue, 30 - 720);
+    BuildMatrix_Saturation(&saturation, 0.25f, weights);
+    EXPECT_TRUE((Imath::V4f(1, 0, 0, 0) * hue)
+                    .equalWithAbsError({0.9106836f, 0.3333333f, -0.244017f, 0}, 1e-6f));
+    EXPECT_TRUE((Imath::V4f(3, 3, 3, 2) * hue).equalWithAbsError({3, 3, 3, 2}, 1e-6f));
+    const float luma = 0.375f; // of the colour
+    EXPECT_TRUE(
+        (color * saturation)
+            .equalWithAbsError({luma + 0.03125f, luma + 0.15625f, luma - 0.59375f, 0.75f}, 1e-6f));
+}
+
 TEST(PixelOperations, RefuseBrokenImages)
 {
     Random random(1);

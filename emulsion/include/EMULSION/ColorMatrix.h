@@ -27,4 +27,15 @@ EMULSION_API PixelOperationPtr makeColorMatrixOperation(const float* matrix);
 EMULSION_API void ConvertMtx_imathToEmulsion(float* out, const Imath::M44f& matrix,
                                              const Imath::Color4f& offset);
 
+/// A matrix for row vectors that scales the difference of a colour from its luma, which is by the
+/// coefficients: L + (value - L) saturation. A saturation of 1 is the identity, to the bit. Alpha
+/// stays.
+EMULSION_API void BuildMatrix_Saturation(Imath::M44f* matrix, float saturation,
+                                         const Imath::Color3<float>& lumaCoefficients);
+
+/// A matrix for row vectors that turns colours about the grey axis (1, 1, 1), by Rodrigues'
+/// formula: red goes towards green for positive angles, in degrees. An angle of 0 is the identity,
+/// to the bit. Alpha stays.
+EMULSION_API void BuildMatrix_HueShift(Imath::M44f* matrix, float degrees);
+
 }

@@ -41,8 +41,7 @@ struct LuminanceBloomFormula
     template <class D, class V = hn::Vec<D>>
     void operator()(D d, V& r, V& g, V& b, V& a) const
     {
-        const Imath::C3f weights(0.2126f, 0.7152f, 0.0722f); // Rec. ITU-R BT.709
-        const V luma = lumaOf(d, weights, r, g, b);
+        const V luma = lumaOf(d, r, g, b);
         const auto isAbove = hn::Gt(luma, hn::Set(d, threshold));
         const V factor = hn::Div(boosted(d, luma, threshold, gain), luma);
         r = hn::IfThenElse(isAbove, hn::Mul(r, factor), r);

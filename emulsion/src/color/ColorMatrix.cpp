@@ -139,6 +139,9 @@ HWY_AFTER_NAMESPACE();
 
 #if HWY_ONCE
 
+#include <cmath>
+#include <numbers>
+
 #include "SimdDispatch.h"
 
 namespace EMULSION
@@ -168,6 +171,34 @@ void ConvertMtx_imathToEmulsion(float* out, const Imath::M44f& matrix, const Ima
         for (int column = 0; column < 4; ++column)
             out[5 * row + column] = matrix[column][row];
         out[5 * row + 4] = offset[row];
+    }
+}
+
+void BuildMatrix_Saturation(Imath::M44f* matrix, float saturation,
+                            const Imath::C3f& lumaCoefficients)
+{
+    matrix->makeIdentity();
+    if (saturation == 1.0f)
+        return;
+    for (int from = 0; from < 3; ++from)
+    {
+        for (int to = 0; to < 3; ++to)
+            (*matrix)[from][to] =
+                (1.0f - saturation) * lumaCoefficients[from] + (from == to ? saturation : 0.0f);
+    }
+}
+
+void BuildMatrix_HueShift(Imath::M44f* matrix, float degrees)
+{
+    const double angle = std::remainder(double(degrees), 360.0) / 180.0 * std::numbers::pi;
+    const double shared = (1.0 - std::cos(angle)) / 3.0;
+    const double turned = std::sin(angle) / std::numbers::sqrt3;
+    matrix->makeIdentity();
+    for (int from = 0; from < 3; ++from)
+    {
+        (*matrix)[from][from] = static_cast<float>(std::cos(angle) + shared);
+        (*matrix)[from][(from + 1) % 3] = static_cast<float>(shared + turned);
+        (*matrix)[from][(from + 2) % 3] = static_cast<float>(shared - turned);
     }
 }
 
