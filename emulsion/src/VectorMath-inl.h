@@ -102,61 +102,99 @@ HWY_INLINE void changeInDoubles(D d, const Function& function, hn::Vec<D>& a, hn
     c = floatsFrom(d, lowerC, upperC);
 }
 
+// One NaN for all. Which of two goes on where they meet is the compiler's choice, and it may choose
+// differently for the two halves of a vector.
+template <class D>
+HWY_INLINE hn::Vec<D> withOneNaN(D d, hn::Vec<D> x)
+{
+    return hn::IfThenElse(hn::IsNaN(x), hn::Set(d, std::numeric_limits<float>::quiet_NaN()), x);
+}
+
 template <class DD>
 HWY_INLINE hn::Vec<DD> polynomial(DD dd, hn::Vec<DD>, double constant)
 {
     return hn::Set(dd, constant);
 }
 
-// By Horner's rule, the constant first.
+// The constant first. In steps of two powers, because these loops wait for results more than they
+// compute, and Horner's rule makes the longest chain of them.
 template <class DD, class... Doubles>
-HWY_INLINE hn::Vec<DD> polynomial(DD dd, hn::Vec<DD> x, double constant, Doubles... higher)
+HWY_INLINE hn::Vec<DD> polynomial(DD dd, hn::Vec<DD> x, double constant, double linear,
+                                  Doubles... higher)
 {
-    return hn::Add(hn::Set(dd, constant), hn::Mul(x, polynomial(dd, x, higher...)));
+    const auto line = hn::Add(hn::Set(dd, constant), hn::Mul(x, hn::Set(dd, linear)));
+    if constexpr (sizeof...(higher) == 0)
+        return line;
+    else
+        return hn::Add(line, hn::Mul(hn::Mul(x, x), polynomial(dd, x, higher...)));
 }
 
 // Doubles in, doubles out. The functions on them are good to 2^-32 of their results, and take no
 // more care of special cases than said.
 
-// 2^t as scale * (1 + rest), with the scale a power of two. A t beyond +-`s_largestExponent` counts
-// as that: such a scale is nothing or infinity to a float. A NaN that comes from a float's gets
-// into `rest`, because all bits that could reach the exponent are 0 in it.
+// 2^t as 2^n (1 + rest). A t beyond +-`s_largestExponent` counts as that: such a power is nothing
+// or infinity to a float. `exponent` is n in the bits of a double's exponent. A NaN that was a
+// float's gets into `rest` alone, because it has nothing but zeros among the bits of n.
 constexpr double s_largestExponent = 600.0;
 
 template <class DD>
-HWY_INLINE void splitExp2(DD dd, hn::Vec<DD> t, hn::Vec<DD>& scale, hn::Vec<DD>& rest)
+using BitsOf = hn::Vec<hn::RebindToUnsigned<DD>>;
+
+// A NaN stays.
+template <class DD>
+HWY_INLINE hn::Vec<DD> limitExponent(DD dd, hn::Vec<DD> t)
 {
-    const hn::RebindToUnsigned<DD> bits;
     const auto highest = hn::Set(dd, s_largestExponent), lowest = hn::Set(dd, -s_largestExponent);
+#if HWY_TARGET == HWY_SCALAR || HWY_TARGET == HWY_EMU128
     t = hn::IfThenElse(hn::Gt(t, highest), highest, t);
-    t = hn::IfThenElse(hn::Lt(t, lowest), lowest, t);
+    return hn::IfThenElse(hn::Lt(t, lowest), lowest, t);
+#else
+    // The instructions' answer to a NaN is their second operand.
+    return hn::Min(highest, hn::Max(lowest, t));
+#endif
+}
+
+template <class DD>
+HWY_INLINE void splitExp2(DD dd, hn::Vec<DD> t, BitsOf<DD>& exponent, hn::Vec<DD>& rest)
+{
+    t = limitExponent(dd, t);
     // At this size the last bit of a double is worth 1: the sum rounds t, and holds it in its
     // lowest bits.
     const auto rounding = hn::Set(dd, 0x1.8p52);
     const auto sum = hn::Add(t, rounding);
+    exponent = hn::ShiftLeft<52>(hn::BitCast(hn::RebindToUnsigned<DD>(), sum));
     const auto r = hn::Sub(t, hn::Sub(sum, rounding)); // -1/2 to 1/2
-    scale = hn::BitCast(dd, hn::Add(hn::ShiftLeft<52>(hn::BitCast(bits, sum)),
-                                    hn::BitCast(bits, hn::Set(dd, 1.0))));
     rest = hn::Mul(r, polynomial(dd, r, 0x1.62e42fefd3296p-1, 0x1.ebfbe04530277p-3,
                                  0x1.c6b08cb164cb7p-5, 0x1.3b2a1c3624f12p-7, 0x1.5d88bdb914a5ep-10,
                                  0x1.443f6247ce306p-13, 0x1.ffcbd215863e5p-17));
 }
 
+// x 2^n for an n in the bits of the exponent.
+template <class DD>
+HWY_INLINE hn::Vec<DD> scaleBy(DD dd, hn::Vec<DD> x, BitsOf<DD> exponent)
+{
+    return hn::BitCast(dd, hn::Add(hn::BitCast(hn::RebindToUnsigned<DD>(), x), exponent));
+}
+
 template <class DD>
 HWY_INLINE hn::Vec<DD> exp2Doubles(DD dd, hn::Vec<DD> t)
 {
-    hn::Vec<DD> scale, rest;
-    splitExp2(dd, t, scale, rest);
-    return hn::Mul(scale, hn::Add(rest, hn::Set(dd, 1.0)));
+    BitsOf<DD> exponent;
+    hn::Vec<DD> rest;
+    splitExp2(dd, t, exponent, rest);
+    return scaleBy(dd, hn::Add(hn::Set(dd, 1.0), rest), exponent);
 }
 
 // 2^t - 1 without loss where t is small.
 template <class DD>
 HWY_INLINE hn::Vec<DD> exp2Minus1Doubles(DD dd, hn::Vec<DD> t)
 {
-    hn::Vec<DD> scale, rest;
-    splitExp2(dd, t, scale, rest);
-    return hn::Add(hn::Mul(scale, rest), hn::Sub(scale, hn::Set(dd, 1.0)));
+    BitsOf<DD> exponent;
+    hn::Vec<DD> rest;
+    splitExp2(dd, t, exponent, rest);
+    const auto one = hn::Set(dd, 1.0);
+    const auto scale = scaleBy(dd, one, exponent);
+    return hn::Add(hn::Mul(scale, rest), hn::Sub(scale, one));
 }
 
 // x = 2^exponent * m with m from sqrt(1/2) to sqrt(2); `excess` is m - 1. For positive, finite,
@@ -271,11 +309,14 @@ HWY_INLINE hn::Vec<D> powOfPositive(D d, hn::Vec<D> base, hn::Vec<D> y)
 {
     const auto zero = hn::Zero(d), one = hn::Set(d, 1.0f);
     const auto infinity = hn::Set(d, std::numeric_limits<float>::infinity());
-    auto power = inDoubles(
-        d,
-        [](auto dd, auto v, auto exponent)
-            HWY_ATTR { return exp2Doubles(dd, hn::Mul(log2Doubles(dd, v), exponent)); },
-        base, y);
+    // Both halves' logarithms, then both powers: four short chains of operations keep the processor
+    // busy, where two long ones would not.
+    const DoublesOf<D> dd;
+    const auto lowerLog = log2Doubles(dd, lowerDoubles(d, base));
+    const auto upperLog = log2Doubles(dd, upperDoubles(d, base));
+    const auto lower = exp2Doubles(dd, hn::Mul(lowerLog, lowerDoubles(d, y)));
+    const auto upper = exp2Doubles(dd, hn::Mul(upperLog, upperDoubles(d, y)));
+    auto power = floatsFrom(d, lower, upper);
     const auto isZero = hn::Eq(base, zero), isInfinite = hn::Eq(base, infinity);
     const auto ofZero = hn::IfThenElse(hn::Lt(y, zero), infinity, zero);
     const auto ofInfinity = hn::IfThenElse(hn::Lt(y, zero), zero, infinity);
