@@ -35,5 +35,6 @@ const std::vector<OperationCase>& operationCases();
 void addCurveCases(std::vector<OperationCase>& cases);
 void addValueCases(std::vector<OperationCase>& cases);
 void addColorCases(std::vector<OperationCase>& cases);
+void addToneCases(std::vector<OperationCase>& cases);
 
 }

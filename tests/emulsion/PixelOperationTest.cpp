@@ -30,6 +30,7 @@ const std::vector<OperationCase>& operationCases()
         addValueCases(cases);
         addCurveCases(cases);
         addColorCases(cases);
+        addToneCases(cases);
         return cases;
     }();
     return s_cases;
