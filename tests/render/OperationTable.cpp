@@ -25,6 +25,7 @@ const std::vector<Operation>& operations()
         addChannelOperations(table);
         addColorOperations(table);
         addCompOperations(table);
+        addGeometryOperations(table);
         return table;
     }();
     return s_operations;

@@ -67,5 +67,6 @@ void addProceduralOperations(std::vector<Operation>& table);
 void addCompOperations(std::vector<Operation>& table);
 void addChannelOperations(std::vector<Operation>& table);
 void addColorOperations(std::vector<Operation>& table);
+void addGeometryOperations(std::vector<Operation>& table);
 
 }

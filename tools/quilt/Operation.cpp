@@ -14,7 +14,7 @@ std::vector<Operation> makeOperations()
 {
     std::vector<Operation> all;
     for (const auto family : {channelOperations, colorOperations, compositeOperations,
-                              fileOperations, proceduralOperations})
+                              fileOperations, geometryOperations, proceduralOperations})
         std::ranges::move(family(), std::back_inserter(all));
     std::ranges::sort(all, {}, &Operation::name);
     return all;
