@@ -102,6 +102,14 @@ HWY_EXPORT(runProgram);
 namespace
 {
 
+class CopyOperation final : public PixelOperation
+{
+public:
+    const char* getName() const override { return "Copy"; }
+    uint64_t getRequiredChannels(uint64_t wanted) const override { return wanted; }
+    void transform(float* const*, size_t, uint64_t) const override {}
+};
+
 class ClearChannelsOperation final : public PixelOperation
 {
 public:
@@ -123,6 +131,11 @@ private:
 }
 
 PixelOperation::~PixelOperation() = default;
+
+PixelOperationPtr makeCopyOperation()
+{
+    return std::make_shared<CopyOperation>();
+}
 
 PixelOperationPtr makeClearChannelsOperation(uint64_t channels)
 {

@@ -55,6 +55,96 @@ QUILT_API ref_ptr<RenderTask> createMultInverseTask(const std::string& name, flo
 QUILT_API ref_ptr<RenderTask> createCleanupClampTask(const std::string& name, float time,
                                                      bool keepNegative, ref_ptr<RenderTask> input);
 
+/// The input as it is. Unlike createCopyTask this can be part of a chain of operations that run
+/// together.
+QUILT_API ref_ptr<RenderTask> createInPlaceCopyTask(const std::string& name, float time,
+                                                    ref_ptr<RenderTask> input);
+
+/// More contrast about 0.5, by the curve s = 6v^5 - 15v^4 + 10v^3: (s - v) * amount + v. That keeps
+/// 0, 0.5 and 1 where they are for any `amount`, and is meant for values between 0 and 1. Alpha
+/// follows if `boostAlpha`, otherwise it becomes 1.
+QUILT_API ref_ptr<RenderTask> createNContrastBoostTask(const std::string& name, float time,
+                                                       float amount, bool boostAlpha,
+                                                       ref_ptr<RenderTask> input);
+
+/// 1 - |2v - 1| with v clamped to 0..1: most where v is 0.5 and 0 from 1 and from 0 on, so that of
+/// a matte the soft edge is left. NaN gives 0.
+QUILT_API ref_ptr<RenderTask> createFringeTask(const std::string& name, float time,
+                                               ref_ptr<RenderTask> input);
+
+/// Turns gradations into steps; alpha stays.
+///
+/// \param levelsR, levelsG, levelsB  how many steps there are from 0 to 1, rounded down; less than
+///                                   2 leaves the channel as it is
+/// \param clampRange  values are clamped to 0..1 first; otherwise steps go on outside
+/// \param nearest     a value becomes the step that is nearest to it; otherwise all steps from 0 to
+///                    1 are equally wide
+QUILT_API ref_ptr<RenderTask> createPosterizeTask(const std::string& name, float time,
+                                                  float levelsR, float levelsG, float levelsB,
+                                                  bool clampRange, bool nearest,
+                                                  ref_ptr<RenderTask> input);
+
+/// What becomes of highlights before they are spread.
+struct BloomControlSettings
+{
+    bool enabled = true;
+    float threshold = 1.0f; ///< values above it are highlights; with `useLuminance` 0 or more
+    float amount = 0.0f;    ///< any number; 50 makes what exceeds the threshold ten times as much
+    bool useLuminance = false; ///< by luminance (Rec. ITU-R BT.709), or each channel by itself
+};
+
+/// Makes highlights brighter, or darker by a negative amount: threshold + (v - threshold) * gain
+/// where v exceeds the threshold, with a gain of 10^(amount / 50).
+///
+/// By luminance, red, green and blue are multiplied by what luminance is multiplied by, and are
+/// asked of the input together; otherwise each is such a v. Alpha stays. When not enabled, and at
+/// an amount of 0, this is `input` itself.
+QUILT_API ref_ptr<RenderTask> createBloomTask(const std::string& name, float time,
+                                              const BloomControlSettings& settings,
+                                              ref_ptr<RenderTask> input);
+
+/// From red, green and blue to hue, saturation and value, in the same channels, or back (A. R.
+/// Smith, "Color Gamut Transform Pairs", 1978). Alpha stays.
+///
+/// Hue is in turns: 0 is red, 1/3 green, 2/3 blue. Value is the largest of the three, saturation
+/// the part of it by which the smallest falls short. Greys have hue and saturation 0. On the way
+/// back any finite hue is brought into range, and any other counts as 0. The result has red, green
+/// and blue, and asks for all of them, whatever is wanted.
+QUILT_API ref_ptr<RenderTask> createHSVConvertTask(const std::string& name, float time, bool toHSV,
+                                                   ref_ptr<RenderTask> input);
+
+// Alpha made of red, green and blue, which stay. The result always has alpha, and asks for all
+// three colours, whatever is wanted.
+
+/// One of the three that createHSVConvertTask makes.
+enum HSVComponent : int
+{
+    HSVComponentHue = 0,
+    HSVComponentSaturation = 1,
+    HSVComponentValue = 2
+};
+
+/// Alpha becomes a colour's hue, saturation or value; by any other number it stays as it was.
+QUILT_API ref_ptr<RenderTask> createHSVComponentToAlphaTask(const std::string& name, float time,
+                                                            HSVComponent component,
+                                                            ref_ptr<RenderTask> input);
+
+/// Alpha becomes the smallest of red, green and blue.
+QUILT_API ref_ptr<RenderTask> createMinRGBToAlphaTask(const std::string& name, float time,
+                                                      ref_ptr<RenderTask> input);
+
+/// Alpha becomes the largest of red, green and blue.
+QUILT_API ref_ptr<RenderTask> createMaxRGBToAlphaTask(const std::string& name, float time,
+                                                      ref_ptr<RenderTask> input);
+
+/// A matte for what stands before a screen: alpha becomes 1 - c + m, clamped to 0..1, with c the
+/// value of `channel`, the screen's colour, and m the larger of the other two.
+///
+/// \param channel  1 red, 2 green, 4 blue; anything else makes alpha 0
+QUILT_API ref_ptr<RenderTask> createScreenRGBToAlphaTask(const std::string& name, float time,
+                                                         unsigned long channel,
+                                                         ref_ptr<RenderTask> input);
+
 // Linear maps of the four channels. A row of the matrix makes one channel of the result; a channel
 // is defined where its row has a coefficient for one that the input defines, or a constant. What no
 // wanted row names is not asked of the input.

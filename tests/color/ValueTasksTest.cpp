@@ -2,9 +2,12 @@
 #include <QUILT/Exceptions.h>
 #include <QUILT/ProceduralTasks.h>
 
+#include <cmath>
+
 #include <gtest/gtest.h>
 
 #include "private/CacheItems.h"
+#include "private/InPlaceTask.h"
 
 using namespace QUILT;
 using Color = Imath::Color4f;
@@ -43,6 +46,15 @@ std::string text(const Color& c)
     return stream.str();
 }
 
+// What a task must say of itself.
+struct Described
+{
+    ref_ptr<RenderTask> task;
+    const char* name;
+    const char* parameters;
+    unsigned long outputOfRed, inputForAlpha, inputForRed;
+};
+
 }
 
 TEST(ValueTasks, WhatChangesNothingIsTheInput)
@@ -51,6 +63,10 @@ TEST(ValueTasks, WhatChangesNothingIsTheInput)
     EXPECT_EQ(createClampTask("t", 0, s_one, s_two, false, false, in), in);
     EXPECT_EQ(createContrastTask("t", 0, s_one, s_half, in), in);
     EXPECT_EQ(createClampTask("t", 0, s_one, s_two, false, false, nullptr), nullptr);
+    EXPECT_EQ(createBloomTask("t", 0, {true, 1, 0, false}, in), in);
+    EXPECT_EQ(createBloomTask("t", 0, {false, 1, 1, false}, in), in);
+    EXPECT_EQ(createBloomTask("t", 0, {false, 1, 1, false}, nullptr), nullptr);
+    EXPECT_NE(createBloomTask("t", 0, {true, 1, std::nanf(""), false}, in), in);
     EXPECT_THROW(createMultInverseTask("t", 0, nullptr), RenderTaskRenderingException);
 }
 
@@ -83,4 +99,49 @@ TEST(ValueTasks, TheIdentityHoldsTheParametersThatCount)
     EXPECT_EQ(createCleanupClampTask("t", 0, true, in)->getCacheID(),
               identity("CleanUpClamp", "1,"));
     EXPECT_EQ(createMultInverseTask("t", 0, in)->getCacheID(), identity("MultInverseOp", ""));
+}
+
+TEST(ColorTasks, HaveTheirIdentitiesAndAskForTheChannelsTheyMix)
+{
+    const auto in = input();
+    const Described tasks[] = {
+        {createBloomTask("t", 0, {true, 0.5f, 50, false}, in), "Bloom", "0.5,10,0,", 1, 8, 1},
+        {createBloomTask("t", 0, {true, 0.5f, -50, true}, in), "Bloom", "0.5,0.1,1,", 1, 8, 7},
+        {createNContrastBoostTask("t", 0, 2, true, in), "NContrastBoost", "2,1,", 1, 8, 1},
+        {createFringeTask("t", 0, in), "Fringe", "", 1, 8, 1},
+        {createPosterizeTask("t", 0, 2, 3, 4, true, false, in), "Posterize", "2,3,4,1,0,", 1, 8, 1},
+        {createInPlaceCopyTask("t", 0, in), "Copy", "", 1, 8, 1},
+        {createHSVConvertTask("t", 0, true, in), "HSVConvert", "1,", 7, 15, 7},
+        {createHSVComponentToAlphaTask("t", 0, HSVComponentValue, in), "HSVComponentToAlpha", "2,",
+         9, 15, 7},
+        {createMinRGBToAlphaTask("t", 0, in), "MinRGBToAlpha", "", 9, 15, 7},
+        {createMaxRGBToAlphaTask("t", 0, in), "MaxRGBToAlpha", "", 9, 15, 7},
+        {createScreenRGBToAlphaTask("t", 0, 4, in), "ScreenRGBToAlpha", "4,", 9, 15, 7},
+    };
+    for (const Described& expected : tasks)
+    {
+        EXPECT_EQ(expected.task->getCacheID(), identity(expected.name, expected.parameters));
+        const auto op = dynamic_cast<Private::InPlaceTask&>(*expected.task).getOp();
+        EXPECT_EQ(op->computeOutputChannels(1), expected.outputOfRed) << expected.name;
+        EXPECT_EQ(op->computeInputChannels(8), expected.inputForAlpha) << expected.name;
+        EXPECT_EQ(op->computeInputChannels(1), expected.inputForRed) << expected.name;
+    }
+}
+
+TEST(ColorTasks, LeaveWhatTheyDoNotName)
+{
+    const auto backgroundOf = [](const ref_ptr<RenderTask>& task) {
+        return task->getBackgroundColor();
+    };
+    const Color color(0.25f, 0.5f, 1, 0.5f);
+    const auto in = createBackgroundColorTask("background", 0, color, input());
+    EXPECT_EQ(backgroundOf(createNContrastBoostTask("t", 0, 0, false, in)),
+              Color(0.25f, 0.5f, 1, 1));
+    EXPECT_EQ(backgroundOf(createNContrastBoostTask("t", 0, 0, true, in)), color);
+    EXPECT_EQ(backgroundOf(createInPlaceCopyTask("t", 0, in)), color);
+    EXPECT_EQ(backgroundOf(createHSVComponentToAlphaTask("t", 0, HSVComponent(3), in)), color);
+    EXPECT_EQ(backgroundOf(createHSVComponentToAlphaTask("t", 0, HSVComponentSaturation, in)),
+              Color(0.25f, 0.5f, 1, 0.75f));
+    EXPECT_EQ(backgroundOf(createBloomTask("t", 0, {true, 0.5f, 50, false}, in)),
+              Color(0.25f, 0.5f, 5.5f, 0.5f));
 }

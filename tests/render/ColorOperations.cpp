@@ -36,6 +36,44 @@ std::array<float, 20> randomMatrix(Random& random)
     return matrix;
 }
 
+// An operation without parameters.
+template <auto Create>
+ref_ptr<RenderTask> makePlain(Random&, const Inputs& inputs)
+{
+    return Create("plain", 0, inputs[0]);
+}
+
+ref_ptr<RenderTask> makeBloom(Random& random, const Inputs& inputs)
+{
+    BloomControlSettings settings;
+    settings.enabled = !random.oneIn(8);
+    settings.threshold = randomValue(random);
+    settings.amount = static_cast<float>(random.between(0, 4)) * 25 - 25;
+    settings.useLuminance = random.oneIn(2);
+    return createBloomTask("bloom", 0, settings, inputs[0]);
+}
+
+ref_ptr<RenderTask> makePosterize(Random& random, const Inputs& inputs)
+{
+    const auto levels = [&] { return static_cast<float>(random.real(0, 9)); };
+    const float red = levels(), green = levels(), blue = levels();
+    const bool clampRange = random.oneIn(2);
+    return createPosterizeTask("steps", 0, red, green, blue, clampRange, random.oneIn(2),
+                               inputs[0]);
+}
+
+ref_ptr<RenderTask> makeNContrastBoost(Random& random, const Inputs& inputs)
+{
+    const float amount = randomValue(random);
+    return createNContrastBoostTask("boost", 0, amount, random.oneIn(2), inputs[0]);
+}
+
+ref_ptr<RenderTask> makeHSVComponentToAlpha(Random& random, const Inputs& inputs)
+{
+    const auto component = static_cast<HSVComponent>(random.between(0, 3));
+    return createHSVComponentToAlphaTask("component", 0, component, inputs[0]);
+}
+
 }
 
 void addColorOperations(std::vector<Operation>& table)
@@ -79,6 +117,26 @@ void addColorOperations(std::vector<Operation>& table)
     table.push_back({"MultInverse", 1, [](Random&, const Inputs& inputs) {
                          return createMultInverseTask("inverse", 0, inputs[0]);
                      }});
+    table.insert(table.end(),
+                 {
+                     {"Bloom", 1, makeBloom},
+                     {"Fringe", 1, makePlain<createFringeTask>},
+                     {"HSVComponentToAlpha", 1, makeHSVComponentToAlpha},
+                     {"HSVConvert", 1,
+                      [](Random& random, const Inputs& inputs) {
+                          return createHSVConvertTask("hsv", 0, random.oneIn(2), inputs[0]);
+                      }},
+                     {"InPlaceCopy", 1, makePlain<createInPlaceCopyTask>},
+                     {"MaxRGBToAlpha", 1, makePlain<createMaxRGBToAlphaTask>},
+                     {"MinRGBToAlpha", 1, makePlain<createMinRGBToAlphaTask>},
+                     {"NContrastBoost", 1, makeNContrastBoost},
+                     {"Posterize", 1, makePosterize},
+                     {"ScreenRGBToAlpha", 1,
+                      [](Random& random, const Inputs& inputs) {
+                          const auto channel = static_cast<unsigned long>(random.between(0, 4));
+                          return createScreenRGBToAlphaTask("screen", 0, channel, inputs[0]);
+                      }},
+                 });
 }
 
 }

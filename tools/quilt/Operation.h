@@ -64,6 +64,7 @@ std::vector<std::string> namesOf(const std::vector<Param>& list);
 std::vector<std::string> namesOf(const std::vector<InputSlot>& list);
 
 // The families. A further one is a function here and a line in operations().
+std::vector<Operation> alphaOperations();
 std::vector<Operation> channelOperations();
 std::vector<Operation> colorOperations();
 std::vector<Operation> compositeOperations();

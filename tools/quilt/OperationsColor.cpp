@@ -20,6 +20,24 @@ Param processSpace(const char* name, const char* sentence)
 std::vector<Operation> valueOperations()
 {
     return {
+        {"Bloom",
+         "Makes highlights brighter, or darker by a negative amount.",
+         {{"input"}},
+         {flag("enabled", "False: nothing changes.").defaultsTo(true),
+          number("threshold", "Values above it are highlights.").defaultsTo(1),
+          number("amount", "50 makes what exceeds the threshold ten times as much; 0 changes "
+                           "nothing.")
+              .defaultsTo(25),
+          flag("useLuminance", "True: by luminance; false: each channel by itself.")
+              .defaultsTo(false)},
+         [](const Arguments& a) {
+             return QUILT::createBloomTask(a.name, a.time,
+                                           {a.values.flag("enabled"), a.values.number("threshold"),
+                                            a.values.number("amount"),
+                                            a.values.flag("useLuminance")},
+                                           a.input("input"));
+         }},
+
         {"Clamp",
          "Limits values, channel by channel.",
          {{"input"}},
@@ -56,12 +74,57 @@ std::vector<Operation> valueOperations()
                                               a.values.color("pivot"), a.input("input"));
          }},
 
+        {"Fringe",
+         "Leaves the soft edge of a matte: 1 at 0.5, and 0 from 0 and 1 on.",
+         {{"input"}},
+         {},
+         [](const Arguments& a) {
+             return QUILT::createFringeTask(a.name, a.time, a.input("input"));
+         }},
+
+        {"InPlaceCopy",
+         "The input itself, as an operation on pixels.",
+         {{"input"}},
+         {},
+         [](const Arguments& a) {
+             return QUILT::createInPlaceCopyTask(a.name, a.time, a.input("input"));
+         }},
+
         {"MultInverse",
          "One divided by each value; 0 stays 0.",
          {{"input"}},
          {},
          [](const Arguments& a) {
              return QUILT::createMultInverseTask(a.name, a.time, a.input("input"));
+         }},
+
+        {"NContrastBoost",
+         "More contrast about 0.5, by an S-curve that keeps 0 and 1.",
+         {{"input"}},
+         {number("amount", "How much of the curve; 0 changes no colour.").defaultsTo(1),
+          flag("boostAlpha", "True: alpha follows the curve; false: it becomes 1.")
+              .defaultsTo(false)},
+         [](const Arguments& a) {
+             return QUILT::createNContrastBoostTask(a.name, a.time, a.values.number("amount"),
+                                                    a.values.flag("boostAlpha"), a.input("input"));
+         }},
+
+        {"Posterize",
+         "Turns gradations of red, green and blue into steps.",
+         {{"input"}},
+         {number("levelsR", "How many steps red has from 0 to 1; less than 2 leaves it.")
+              .defaultsTo(4),
+          number("levelsG", "The same of green.").defaultsTo(4),
+          number("levelsB", "The same of blue.").defaultsTo(4),
+          flag("clampRange", "True: values are clamped to 0..1; false: steps go on outside.")
+              .defaultsTo(false),
+          flag("nearest", "True: a value becomes the nearest step; false: steps are equally wide.")
+              .defaultsTo(false)},
+         [](const Arguments& a) {
+             return QUILT::createPosterizeTask(
+                 a.name, a.time, a.values.number("levelsR"), a.values.number("levelsG"),
+                 a.values.number("levelsB"), a.values.flag("clampRange"), a.values.flag("nearest"),
+                 a.input("input"));
          }},
 
         {"Threshold",
@@ -126,6 +189,15 @@ std::vector<Operation> colorSpaceOperations()
          [](const Arguments& a) {
              return QUILT::createBackgroundColorTask(a.name, a.time, a.values.color("color"),
                                                      a.input("input"));
+         }},
+
+        {"HSVConvert",
+         "Converts red, green and blue to hue, in turns, saturation and value, or back.",
+         {{"input"}},
+         {flag("toHSV", "True: to hue, saturation and value; false: back.").defaultsTo(true)},
+         [](const Arguments& a) {
+             return QUILT::createHSVConvertTask(a.name, a.time, a.values.flag("toHSV"),
+                                                a.input("input"));
          }},
 
         {"OCIOColorSpace",

@@ -51,6 +51,9 @@ public:
 
 using PixelOperationPtr = std::shared_ptr<const PixelOperation>;
 
+/// Leaves everything as it is.
+EMULSION_API PixelOperationPtr makeCopyOperation();
+
 /// Sets the channels of the mask to 0, and leaves the others as they are.
 EMULSION_API PixelOperationPtr makeClearChannelsOperation(uint64_t channels);
 
