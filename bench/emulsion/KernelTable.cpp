@@ -98,6 +98,12 @@ Kernel composite(const char* name, TwoInputs<Flags...> run, Flags... flags)
             true};
 }
 
+void mergeByDepth(Pictures& p, const Image* firstDepth, const Image* secondDepth)
+{
+    EMULSION::ZComposite(p.out.image(), {p.first.image(), p.second.image()},
+                         {firstDepth, secondDepth}, EMULSION::ChannelRed);
+}
+
 void copyPass(Pictures& p)
 {
     std::memcpy(p.out.floats(), p.first.floats(), p.out.count() * sizeof(float));
@@ -192,6 +198,10 @@ std::vector<Kernel> kernels()
         composite<>("Divide", Divide),
         composite<>("Geometric", Geometric),
         composite<float>("Mix", Mix, 0.3f),
+        {"ZComposite, two layers in one order",
+         [](Pictures& p) { mergeByDepth(p, nullptr, nullptr); }, true},
+        {"ZComposite, two layers in any order",
+         [](Pictures& p) { mergeByDepth(p, p.first.image(), p.second.image()); }, true},
     };
 }
 

@@ -66,6 +66,7 @@ public:
     TestImage& operator=(const TestImage&) = delete;
 
     const std::vector<float>& floats() const { return m_floats; }
+    void setFloat(size_t place, float value) { m_floats[place] = value; }
 
     /// The place in floats() of a channel of a pixel; -1 when there is none.
     int64_t find(int64_t x, int64_t y, uint64_t channel) const

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <vector>
+
 #include <ImathColor.h>
 
 #include "EMULSION/Export.h"
@@ -121,5 +123,25 @@ EMULSION_API Imath::Color4f Geometric(const Imath::Color4f& a, const Imath::Colo
 EMULSION_API void Hypotenuse(const Image* output, const Image* a, const Image* b,
                              const Imath::Color4f& backgroundA, const Imath::Color4f& backgroundB);
 EMULSION_API Imath::Color4f Hypotenuse(const Imath::Color4f& a, const Imath::Color4f& b);
+
+/// Merges any number of layers by depth.
+///
+/// At each pixel the layers are taken in the order of their depths, the smallest, which is the
+/// nearest, in front; equal depths in the order given. From the front on, each is laid under what
+/// is there already by Over without its flag, until that has an alpha of 1 or more. Without layers
+/// the output is 0.
+///
+/// \param colors        of premultiplied pixels, none of them null
+/// \param depths        as many; a null one, a channel that one lacks, and NaN count as 0
+/// \param depthChannel  the channels that hold the depth, of which the lowest is read
+/// Only pixels that all images have are written. The output may be one of the images. Different
+/// numbers of colours and depths, or a null colour, set ERROR_INVALID_ARGUMENT; where memory for
+/// the layers of a strip is short, ERROR_OUT_OF_MEMORY is set and nothing is written.
+EMULSION_API void ZComposite(const Image* output, std::vector<const Image*> colors,
+                             std::vector<const Image*> depths, unsigned long depthChannel);
+
+/// What it makes of one pixel of each layer.
+EMULSION_API Imath::Color4f ZComposite(std::vector<Imath::Color4f> colors,
+                                       std::vector<float> depths);
 
 }
