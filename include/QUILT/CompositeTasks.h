@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <string>
+#include <vector>
 
 #include "QUILT/Export.h"
 #include "QUILT/RefPtr.h"
@@ -77,5 +78,28 @@ QUILT_API ref_ptr<RenderTask> createCompositeTask(const std::string& name, float
                                                   CompositeOp op, bool flagA, bool flagB,
                                                   bool cleanupClamp, float mix,
                                                   ref_ptr<RenderTask> a, ref_ptr<RenderTask> b);
+
+/// Merges any number of layers by depth.
+///
+/// Each layer is a premultiplied colour input with a depth input beside it. At each pixel the
+/// layers are taken in the order of their depths, the smallest, which is the nearest, in front;
+/// equal depths in the order given. From the front on, each is laid under what is there already by
+/// A + B (1 - alphaA), until that has an alpha of 1 or more. A depth that is NaN counts as 0.
+///
+/// \param colorTasks    none of them null
+/// \param depthTasks    as many, none of them null; a depth that has no data in a tile counts as 0
+///                      there
+/// \param depthChannel  the channels of the depth inputs that hold the depth, of which the lowest
+///                      is read; for 0 all depths are 0
+///
+/// Channels and data region are those of all colour inputs together. A layer whose colour has no
+/// data in a tile takes no part in that tile, while in one that its data reaches into, it and its
+/// depth go on with their background colours. So the result is free of seams between tiles only
+/// when the background colours of all inputs, colours and depths, are zero. The background colour
+/// is the merge of the background colours that are not zero. Vectors of different lengths and null
+/// tasks fail an assertion (UTIL::AssertException); without layers the result is zero everywhere.
+QUILT_API ref_ptr<RenderTask> createZCompositeTask(
+    const std::string& name, float time, const std::vector<ref_ptr<RenderTask>>& colorTasks,
+    const std::vector<ref_ptr<RenderTask>>& depthTasks, unsigned long depthChannel);
 
 }

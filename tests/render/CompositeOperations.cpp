@@ -1,5 +1,6 @@
 #include <cmath>
 
+#include <QUILT/ColorTasks.h>
 #include <QUILT/CompositeTasks.h>
 
 #include "GraphTasks.h"
@@ -32,6 +33,12 @@ ref_ptr<RenderTask> tame(const ref_ptr<RenderTask>& input)
 {
     static const auto s_operation = std::make_shared<const TameOperation>();
     return Private::createInPlaceTask(new KernelOp(s_operation, "", true), "tame", input, 0);
+}
+
+// Sums and products of a few such values are finite, too.
+ref_ptr<RenderTask> bounded(const ref_ptr<RenderTask>& input)
+{
+    return createClampTask("bounded", 0, {-8, -8, -8, -8}, {8, 8, 8, 8}, true, true, tame(input));
 }
 
 template <CompositeOp Op>
@@ -83,6 +90,15 @@ void addCompOperations(std::vector<Operation>& table)
                                   {"Screen", 2, makeComposite<COMPOSITEOP_Screen>},
                                   {"SubtractBA", 2, makeComposite<COMPOSITEOP_SubtractBA>},
                               });
+    table.push_back(
+        {"ZComposite", 6,
+         [](Random& random, const Inputs& inputs) {
+             const auto depthChannel = static_cast<unsigned long>(random.between(0, 15));
+             return tame(createZCompositeTask(
+                 "depths", 0, {bounded(inputs[0]), bounded(inputs[2]), bounded(inputs[4])},
+                 {inputs[1], inputs[3], inputs[5]}, depthChannel));
+         },
+         true});
 }
 
 }

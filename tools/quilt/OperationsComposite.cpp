@@ -1,3 +1,6 @@
+#include <stdexcept>
+#include <string>
+
 #include <QUILT/CompositeTasks.h>
 
 #include "Operation.h"
@@ -30,6 +33,18 @@ Param compositeOp()
                    {"Under", QUILT::COMPOSITEOP_Under},
                    {"Screen", QUILT::COMPOSITEOP_Screen},
                    {"SubtractBA", QUILT::COMPOSITEOP_SubtractBA}});
+}
+
+ref_ptr<RenderTask> buildZComposite(const Arguments& a)
+{
+    const std::vector<ref_ptr<RenderTask>> colors = a.inputList("colorTasks");
+    const std::vector<ref_ptr<RenderTask>> depths = a.inputList("depthTasks");
+    if (colors.size() != depths.size())
+        throw std::invalid_argument("colorTasks has " + std::to_string(colors.size()) +
+                                    " nodes and depthTasks " + std::to_string(depths.size()) +
+                                    "; each colour needs its depth");
+    return QUILT::createZCompositeTask(a.name, a.time, colors, depths,
+                                       a.values.mask("depthChannel"));
 }
 
 }
@@ -76,6 +91,13 @@ std::vector<Operation> compositeOperations()
                  a.values.flag("flagB"), a.values.flag("cleanupClamp"), a.values.number("mix"),
                  a.input("a"), a.input("b"));
          }},
+
+        {"ZComposite",
+         "Merges layers by depth, pixel by pixel, the nearest in front.",
+         {{"colorTasks", false, true}, {"depthTasks", false, true}},
+         {mask("depthChannel", "Where the depth inputs hold the depth; the lowest channel counts.")
+              .defaultsTo("r")},
+         buildZComposite},
     };
 }
 
