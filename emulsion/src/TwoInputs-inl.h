@@ -61,12 +61,14 @@ HWY_NOINLINE void combinePlanes(const Formula& original, const SidePlanes& first
     {
         const auto x = hn::Load(d, a + i);
         const auto y = hn::Load(d, b + i);
+        const auto alphaX = hn::Load(d, first.plane(3) + i);
+        const auto alphaY = hn::Load(d, second.plane(3) + i);
         if constexpr (requires { formula(d, x, y); })
             hn::Store(formula(d, x, y), d, result + i);
+        else if constexpr (requires { formula(d, x, y, alphaX, alphaY); })
+            hn::Store(formula(d, x, y, alphaX, alphaY), d, result + i);
         else
-            hn::Store(
-                formula(d, x, y, hn::Load(d, first.plane(3) + i), hn::Load(d, second.plane(3) + i)),
-                d, result + i);
+            hn::Store(formula(d, x, y, alphaX, alphaY, channel), d, result + i);
     }
 }
 
@@ -100,7 +102,8 @@ void combinePart(const Image& output, const Private::Side& first, const Private:
 
 // Fills the output by formula(d, a, b), with vectors of one channel of the two sides, or by
 // formula(d, a, b, alphaOfA, alphaOfB) where that depends on alpha. It does the same for every
-// channel, alpha too. The images have been checked.
+// channel, alpha too, unless it takes the channel's number as a further argument. The images have
+// been checked.
 template <class Formula>
 void combine(const Image& output, const Private::Side& first, const Private::Side& second,
              const Formula& formula)

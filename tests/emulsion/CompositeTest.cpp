@@ -1,4 +1,5 @@
 #include <EMULSION/Composite.h>
+#include <EMULSION/Premultiply.h>
 
 #include <cmath>
 #include <functional>
@@ -21,7 +22,8 @@ constexpr float s_infinity = std::numeric_limits<float>::infinity();
 enum Laws
 {
     Commutes = 1,
-    Associates = 2 // between 0 and 1
+    Associates = 2,         // between 0 and 1
+    TakesAlphaOfSecond = 4, // as it is
 };
 
 struct OperatorCase
@@ -197,6 +199,18 @@ const OperatorCase s_operators[] = {
      },
      [](const Color4f& first, const Color4f& second) { return Hypotenuse(first, second); },
      [](double a, double b, double, double) { return std::hypot(a, b); }},
+    {"Premultiply", "", TakesAlphaOfSecond,
+     [](auto output, auto color, auto alpha, const Color4f& a, const Color4f& b) {
+         Premultiply(output, color, alpha, a, b);
+     },
+     [](const Color4f& color, const Color4f& alpha) { return Premultiply(color, alpha); },
+     [](double color, double, double, double alpha) { return color * alpha; }},
+    {"Unpremultiply", "", TakesAlphaOfSecond,
+     [](auto output, auto color, auto alpha, const Color4f& a, const Color4f& b) {
+         Unpremultiply(output, color, alpha, a, b);
+     },
+     [](const Color4f& color, const Color4f& alpha) { return Unpremultiply(color, alpha); },
+     [](double color, double, double, double alpha) { return alpha == 0 ? 0 : color / alpha; }},
 };
 
 class EveryOperator : public testing::TestWithParam<OperatorCase>
@@ -289,7 +303,9 @@ TEST_P(EveryOperator, FollowsItsFormulaAndItsLaws)
         const Color4f a = color(-4000, 4000), b = color(-4000, 4000);
         const Color4f result = op.ofColors(a, b);
         for (int i = 0; i < 4; ++i)
-            ASSERT_TRUE(near(result[i], op.formula(a[i], b[i], a.a, b.a)))
+            ASSERT_TRUE(near(result[i], i == 3 && op.laws & TakesAlphaOfSecond
+                                            ? b.a
+                                            : op.formula(a[i], b[i], a.a, b.a)))
                 << a << " with " << b << " gives " << result;
         if (op.laws & Commutes)
         {
@@ -328,6 +344,19 @@ TEST_P(EveryOperator, RefusesWhatItCannotWorkOn)
 INSTANTIATE_TEST_SUITE_P(All, EveryOperator, testing::ValuesIn(s_operators), [](const auto& info) {
     return std::string(info.param.kernel) + info.param.variant;
 });
+
+TEST(Premultiply, ByAnotherAlphaIsPremultiplyByItsOwn)
+{
+    forEachRandomCase(300, [](Random& random) {
+        const Color4f color = anyColor(random), alpha = anyColor(random);
+        const Color4f own(color.r, color.g, color.b, alpha.a);
+        for (const auto& [byAnother, byItsOwn] :
+             {std::pair(Premultiply(color, alpha), Premultiply(own)),
+              std::pair(Unpremultiply(color, alpha), Unpremultiply(own))})
+            EXPECT_TRUE(sameButForNaNs({byAnother.getValue(), byAnother.getValue() + 4},
+                                       {byItsOwn.getValue(), byItsOwn.getValue() + 4}));
+    });
+}
 
 TEST(Mix, WeighsItsSides)
 {

@@ -4,6 +4,7 @@
 
 #include "EMULSION/Premultiply.h"
 #include "PixelMap-inl.h"
+#include "TwoInputs-inl.h"
 
 HWY_BEFORE_NAMESPACE();
 namespace EMULSION::HWY_NAMESPACE
@@ -11,6 +12,8 @@ namespace EMULSION::HWY_NAMESPACE
 
 namespace
 {
+
+constexpr int s_alpha = 3;
 
 struct PremultiplyFormula
 {
@@ -20,6 +23,15 @@ struct PremultiplyFormula
         r = hn::Mul(r, a);
         g = hn::Mul(g, a);
         b = hn::Mul(b, a);
+    }
+};
+
+struct PremultiplyByFormula
+{
+    template <class D, class V = hn::Vec<D>>
+    V operator()(D, V x, V, V, V alpha, int channel) const
+    {
+        return channel == s_alpha ? alpha : hn::Mul(x, alpha);
     }
 };
 
@@ -37,6 +49,16 @@ struct UnpremultiplyFormula
     }
 };
 
+struct UnpremultiplyByFormula
+{
+    template <class D, class V = hn::Vec<D>>
+    V operator()(D d, V x, V, V, V alpha, int channel) const
+    {
+        const V value = channel == s_alpha ? alpha : hn::Div(x, alpha);
+        return hn::IfThenZeroElse(hn::Eq(alpha, hn::Zero(d)), value);
+    }
+};
+
 }
 
 PixelOperationPtr premultiplyOperation()
@@ -47,6 +69,16 @@ PixelOperationPtr premultiplyOperation()
 PixelOperationPtr unpremultiplyOperation()
 {
     return mapPixels("Unpremultiply", UnpremultiplyFormula{});
+}
+
+void premultiplyBy(const Image& output, const Private::Side& color, const Private::Side& alpha)
+{
+    combine(output, color, alpha, PremultiplyByFormula{});
+}
+
+void unpremultiplyBy(const Image& output, const Private::Side& color, const Private::Side& alpha)
+{
+    combine(output, color, alpha, UnpremultiplyByFormula{});
 }
 
 }
@@ -61,6 +93,8 @@ namespace EMULSION
 
 HWY_EXPORT(premultiplyOperation);
 HWY_EXPORT(unpremultiplyOperation);
+HWY_EXPORT(premultiplyBy);
+HWY_EXPORT(unpremultiplyBy);
 
 PixelOperationPtr makePremultiplyOperation()
 {
@@ -90,6 +124,32 @@ void Unpremultiply(const Image* output, const Image* input)
 Imath::Color4f Unpremultiply(const Imath::Color4f& color)
 {
     return Run(color, *makeUnpremultiplyOperation());
+}
+
+void Premultiply(const Image* output, const Image* color, const Image* alpha,
+                 const Imath::Color4f& backgroundOfColor, const Imath::Color4f& backgroundOfAlpha)
+{
+    if (Private::isReady("Premultiply", output, color, alpha))
+        EMULSION_DISPATCH(premultiplyBy)
+        (*output, {color, backgroundOfColor}, {alpha, backgroundOfAlpha});
+}
+
+Imath::Color4f Premultiply(const Imath::Color4f& color, const Imath::Color4f& alpha)
+{
+    return Private::onTwoColors(Premultiply, color, alpha);
+}
+
+void Unpremultiply(const Image* output, const Image* color, const Image* alpha,
+                   const Imath::Color4f& backgroundOfColor, const Imath::Color4f& backgroundOfAlpha)
+{
+    if (Private::isReady("Unpremultiply", output, color, alpha))
+        EMULSION_DISPATCH(unpremultiplyBy)
+        (*output, {color, backgroundOfColor}, {alpha, backgroundOfAlpha});
+}
+
+Imath::Color4f Unpremultiply(const Imath::Color4f& color, const Imath::Color4f& alpha)
+{
+    return Private::onTwoColors(Unpremultiply, color, alpha);
 }
 
 }
