@@ -102,4 +102,28 @@ QUILT_API ref_ptr<RenderTask> createZCompositeTask(
     const std::string& name, float time, const std::vector<ref_ptr<RenderTask>>& colorTasks,
     const std::vector<ref_ptr<RenderTask>>& depthTasks, unsigned long depthChannel);
 
+/// From straight to premultiplied alpha: red, green and blue times alpha. Alpha stays.
+///
+/// \param alphaTask  whose alpha is meant, and becomes the result's; null, or `inputTask` itself:
+///                   the image's own. Only such a task can be part of a chain of operations that
+///                   run together.
+///
+/// Alpha is asked for in any case, and counts as 0 where there is none. The image's own: the result
+/// always has red, green and blue. Another's: the result has alpha if either has it, all three
+/// colours are asked for where one is wanted, and an input without data counts with its background
+/// colour. The data region is that of `inputTask`, and the background colour goes through the
+/// operation like a pixel.
+///
+/// Two null inputs throw RenderTaskRenderingException; a null `inputTask` with an `alphaTask`
+/// throws UTIL::AssertException.
+QUILT_API ref_ptr<RenderTask> createPremultiplyTask(const std::string& name, float time,
+                                                    ref_ptr<RenderTask> inputTask,
+                                                    ref_ptr<RenderTask> alphaTask);
+
+/// From premultiplied to straight alpha: red, green and blue divided by alpha; where that is 0, all
+/// four channels are 0. In all else like createPremultiplyTask.
+QUILT_API ref_ptr<RenderTask> createUnpremultiplyTask(const std::string& name, float time,
+                                                      ref_ptr<RenderTask> inputTask,
+                                                      ref_ptr<RenderTask> alphaTask);
+
 }

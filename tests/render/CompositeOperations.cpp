@@ -69,6 +69,23 @@ void addCompOperations(std::vector<Operation>& table)
                          const auto amount = static_cast<float>(random.between(0, 8)) / 8;
                          return createMixTask("mix", 0, amount, inputs[0], inputs[1]);
                      }});
+    table.push_back({"PremultiplyOwnAlpha", 1, [](Random&, const Inputs& inputs) {
+                         return createPremultiplyTask("own", 0, inputs[0], nullptr);
+                     }});
+    table.push_back({"UnpremultiplyOwnAlpha", 1, [](Random&, const Inputs& inputs) {
+                         return createUnpremultiplyTask("own", 0, inputs[0], inputs[0]);
+                     }});
+    // There is no pixel where only the other image has data.
+    table.push_back({"PremultiplyOtherAlpha", 2,
+                     [](Random&, const Inputs& inputs) {
+                         return createPremultiplyTask("other", 0, inputs[0], inputs[1]);
+                     },
+                     false, true});
+    table.push_back({"UnpremultiplyOtherAlpha", 2,
+                     [](Random&, const Inputs& inputs) {
+                         return createUnpremultiplyTask("other", 0, inputs[0], inputs[1]);
+                     },
+                     false, true});
     table.insert(table.end(), {
                                   {"Add", 2, makeShortComposite<COMPOSITEOP_Add>},
                                   {"Atop", 2, makeShortComposite<COMPOSITEOP_Atop>},

@@ -1,4 +1,5 @@
 #include <QUILT/ColorTasks.h>
+#include <QUILT/CompositeTasks.h>
 
 #include "Operation.h"
 
@@ -55,6 +56,24 @@ std::vector<Operation> alphaOperations()
          [](const Arguments& a) {
              return QUILT::createScreenRGBToAlphaTask(
                  a.name, a.time, a.values.choice<unsigned long>("channel"), a.input("input"));
+         }},
+
+        {"Premultiply",
+         "Multiplies red, green and blue by alpha, that of another picture if one is given.",
+         {{"input"}, {"alpha", true}},
+         {},
+         [](const Arguments& a) {
+             return QUILT::createPremultiplyTask(a.name, a.time, a.input("input"),
+                                                 a.input("alpha"));
+         }},
+
+        {"Unpremultiply",
+         "Divides red, green and blue by alpha, that of another picture if one is given.",
+         {{"input"}, {"alpha", true}},
+         {},
+         [](const Arguments& a) {
+             return QUILT::createUnpremultiplyTask(a.name, a.time, a.input("input"),
+                                                   a.input("alpha"));
          }},
     };
 }
