@@ -1,3 +1,5 @@
+#include <utility>
+
 #include "PixelMoveTask.h"
 #include "private/CacheItems.h"
 #include "private/Require.h"
@@ -66,7 +68,7 @@ ref_ptr<RenderTask> createCropTask(const std::string& name, float time, const UT
 {
     ref_ptr<RenderTask> task(new CropTask(name, time, rect, clipRegion, moveToOrigin));
     Private::require(*task, bool(input), "Crop node requires a connected input.");
-    task->registerInputTask(input);
+    task->registerInputTask(std::move(input));
     return task;
 }
 

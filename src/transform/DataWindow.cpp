@@ -1,3 +1,5 @@
+#include <utility>
+
 #include "PixelMoveTask.h"
 #include "private/CacheItems.h"
 #include "private/Require.h"
@@ -45,7 +47,7 @@ ref_ptr<RenderTask> createDataWindowTask(const std::string& name, float time,
 {
     ref_ptr<RenderTask> task(new DataWindowTask(name, time, rect));
     Private::require(*task, bool(input), "DataWindow node requires a connected input.");
-    task->registerInputTask(input);
+    task->registerInputTask(std::move(input));
     return task;
 }
 

@@ -1,3 +1,5 @@
+#include <utility>
+
 #include "PixelMoveTask.h"
 #include "private/CacheItems.h"
 #include "private/Require.h"
@@ -96,7 +98,7 @@ ref_ptr<RenderTask> createOrientTask(const std::string& name, float time,
     Private::require(*task,
                      operation >= EMULSION::OrientNone && operation <= EMULSION::OrientFlipFlop,
                      "Unknown orient Operation");
-    task->registerInputTask(input);
+    task->registerInputTask(std::move(input));
     task->computeOrientedDisplayRect();
     return task;
 }

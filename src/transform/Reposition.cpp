@@ -1,3 +1,5 @@
+#include <utility>
+
 #include "PixelMoveTask.h"
 #include "private/CacheItems.h"
 #include "private/Require.h"
@@ -52,7 +54,7 @@ ref_ptr<RenderTask> createRepositionTask(const std::string& name, float time, lo
         return input;
     ref_ptr<RenderTask> task(new RepositionTask(name, time, x, y));
     Private::require(*task, bool(input), "Reposition requires a connected input.");
-    task->registerInputTask(input);
+    task->registerInputTask(std::move(input));
     return task;
 }
 

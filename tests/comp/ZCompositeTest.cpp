@@ -88,8 +88,8 @@ TEST_F(ZCompositeTest, MergesItsLayersPixelByPixel)
 
 TEST_F(ZCompositeTest, DescribesItselfByItsColorsAlone)
 {
-    const auto background = [](std::vector<Color4f> colors, std::vector<Color4f> depths,
-                               unsigned long channel) {
+    const auto background = [](const std::vector<Color4f>& colors,
+                               const std::vector<Color4f>& depths, unsigned long channel) {
         std::vector<PatternParams> colorParams, depthParams;
         for (const Color4f& color : colors)
             colorParams.push_back({Rect(0, 0, 4, 4), 15, color});
