@@ -22,20 +22,23 @@ namespace
 constexpr float s_nan = std::numeric_limits<float>::quiet_NaN();
 constexpr float s_infinity = std::numeric_limits<float>::infinity();
 
-// Values that meet often, in runs of pixels that share an order and in others that do not.
 float anyDepth(Random& random)
 {
     static constexpr float s_depths[] = {0, -0.0f, 1, 2, -1, s_nan, s_infinity, -s_infinity};
     return random.oneIn(3) ? anyFloat(random) : random.pick(s_depths);
 }
 
+// In runs of pixels that share an order and in others that do not; often of two values, so that
+// layers meet in some pixels and keep their order in the others.
 void setDepths(Random& random, TestImage& image)
 {
-    float value = anyDepth(random);
+    const bool meets = random.oneIn(2);
+    const auto next = [&] { return meets ? float(random.between(0, 1)) : anyDepth(random); };
     const int64_t change = random.pick(std::array<int64_t, 3>{2, 40, 1000});
+    float value = next();
     forEachFloat(image, [&](int64_t, int64_t, int, size_t place) {
         if (random.oneIn(change))
-            value = anyDepth(random);
+            value = next();
         image.setFloat(place, value);
     });
 }
