@@ -158,8 +158,9 @@ public:
     /// Switches the engine's debug trace on or off; off at the start.
     static void setRenderDebug(bool debug);
 
-    /// Where the trace goes: to the end of the file `path`, or to standard error when it is empty.
-    /// A file that cannot be opened swallows the trace without an error.
+    /// Where the trace goes, and a line for each kept tile that has become too small to be used
+    /// again: to the end of the file `path`, or to standard error when it is empty. A file that
+    /// cannot be opened swallows them without an error.
     static void setRenderLogFile(const std::string& path);
 
     /// The calling thread's way to the trace, which discards everything unless setRenderDebug(true)

@@ -168,6 +168,13 @@ TEST_F(SetUpTest, WhatTheCacheHoldsAsksForNothing)
     EXPECT_THAT(testing::internal::GetCapturedStderr(),
                 HasSubstr(" with bounds (0,0,9,9) does not contain required output rect "
                           "(0,0,10,9) of "));
+    m_ready.clear();
+    m_graph = nullptr;
+    RenderManager::setRenderLogFile("/dev/null");
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(setUp(make("third"), Rect(0, 0, 11, 9)), 2u);
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
+    RenderManager::setRenderLogFile("");
 }
 
 TEST_F(SetUpTest, FinalTilesAreKnownUpToTheLeaves)

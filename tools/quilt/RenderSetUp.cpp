@@ -20,20 +20,21 @@ namespace QuiltTool
 namespace
 {
 
-void startLog(const std::string& file)
+// Without a file even what the engine logs unasked, a line for each kept tile that is too small for
+// an edited graph, stays away from standard error.
+void startLog(const std::optional<std::string>& file)
 {
-    if (!std::ofstream(file, std::ios::app))
-        throw UsageError("--log: " + file + " cannot be written");
-    QUILT::RenderManager::setRenderLogFile(file);
-    QUILT::RenderManager::setRenderDebug(true);
+    if (file && !std::ofstream(*file, std::ios::app))
+        throw UsageError("--log: " + *file + " cannot be written");
+    QUILT::RenderManager::setRenderLogFile(file.value_or("/dev/null"));
+    QUILT::RenderManager::setRenderDebug(file.has_value());
 }
 
 }
 
 RenderProcess::RenderProcess(const RenderOptions& options)
 {
-    if (options.log)
-        startLog(*options.log);
+    startLog(options.log);
     catchSignals();
     m_swapFolder.emplace();
     // Without it a file-out task refuses to write: it goes into the files' metadata.

@@ -6,6 +6,7 @@
 #include <streambuf>
 #include <string>
 
+#include "private/RenderLog.h"
 #include "QUILT/RenderManager.h"
 
 // What code deep inside tasks and tiles needs of RenderManager before any render runs: the debug
@@ -122,6 +123,11 @@ private:
 // One for each thread: a thread touches only its own, so the poll needs no lock.
 thread_local std::unique_ptr<RenderManager::CancelChecker> s_cancelChecker;
 
+}
+
+void Private::writeToLog(const std::string& lines)
+{
+    renderLog().write(lines);
 }
 
 RenderManager::CancelChecker::~CancelChecker() = default;

@@ -1,7 +1,7 @@
 #include "private/Tile.h"
 
 #include <chrono>
-#include <iostream>
+#include <sstream>
 
 #include "private/Assert.h"
 #include "private/ImageAllocator.h"
@@ -9,6 +9,7 @@
 #include "private/ImageLock.h"
 #include "private/Notify.h"
 #include "private/ReleaseInTurn.h"
+#include "private/RenderLog.h"
 #include "private/RenderTask_Imp.h"
 #include "private/SpeculativeCache.h"
 #include "QUILT/Exceptions.h"
@@ -88,11 +89,13 @@ bool Tile::queryCache()
         return false;
     if (!image.getBounds().contains(m_requiredRect))
     {
-        std::cerr << "Tile::queryCache(): "
-                  << "Image cached for cache string " << '"' << m_task->getCacheID() << '_'
-                  << m_id.x << '_' << m_id.y << '"' << " with bounds " << image.getBounds()
-                  << " does not contain required output rect " << m_requiredRect << " of " << this
-                  << std::endl;
+        std::ostringstream line;
+        line << "Tile::queryCache(): "
+             << "Image cached for cache string " << '"' << m_task->getCacheID() << '_' << m_id.x
+             << '_' << m_id.y << '"' << " with bounds " << image.getBounds()
+             << " does not contain required output rect " << m_requiredRect << " of " << this
+             << '\n';
+        writeToLog(line.str());
         return false;
     }
     m_image = std::move(image);
