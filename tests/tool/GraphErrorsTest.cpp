@@ -189,7 +189,7 @@ TEST(CommandLine, SaysWhatIsWrongWithIt)
                                          {{{"node", "base"}}, {{"node", "base"}}}));
     const std::string none = folder.write("none.json", graphOf({{"base", {{"task", "Color"}}}}));
     const std::vector<std::pair<std::vector<std::string>, std::string>> cases = {
-        {{}, "no command; expected one of render, check, ops, info, dot\n"},
+        {{}, "no command; expected one of render, watch, check, ops, info, dot\n"},
         {{"rendr"}, "no such command \"rendr\"; did you mean \"render\"?\n"},
         {{"render", folder / "missing.json"},
          folder / "missing.json" + ": cannot be read: No such file or directory\n"},

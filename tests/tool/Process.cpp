@@ -96,6 +96,11 @@ ToolProcess::~ToolProcess()
     ::waitpid(m_pid, nullptr, 0);
 }
 
+std::string ToolProcess::out() const
+{
+    return readFile(m_outFile);
+}
+
 std::string ToolProcess::err() const
 {
     return readFile(m_errFile);

@@ -58,7 +58,8 @@ public:
     ~ToolProcess(); ///< kills what has not been waited for
 
     pid_t pid() const { return m_pid; }
-    std::string err() const; ///< so far
+    std::string out() const; ///< so far, like err()
+    std::string err() const;
     ProcessResult wait();
 
 private:

@@ -1,15 +1,10 @@
 // `quilt render` as a process: pictures, exit status, report, swap folder.
 
-#include <chrono>
 #include <csignal>
-#include <functional>
-#include <thread>
 
 #include <gtest/gtest.h>
 
-#include <EMULSION/Error.h>
-#include <EMULSION/ImageFile.h>
-
+#include "tool/Graphs.h"
 #include "tool/Process.h"
 
 using namespace ToolTest;
@@ -18,58 +13,6 @@ namespace
 {
 
 constexpr int s_done = 0, s_failed = 1, s_wrong = 2, s_outOfMemory = 33, s_stopped = 130;
-
-Json node(const char* task, const Json& params = Json::object(),
-          const Json& inputs = Json::object())
-{
-    return {{"task", task}, {"params", params}, {"inputs", inputs}};
-}
-
-Json output(const char* name, const char* file)
-{
-    return {{"node", name}, {"file", file}};
-}
-
-// The red of one pixel of a file.
-float redAt(const std::string& file, int64_t x, int64_t y)
-{
-    float value = -1;
-    EMULSION::Image image = {};
-    image.bounds = UTIL::Rect(x, y, x + 1, y + 1);
-    image.channels = 1;
-    image.rowBytes = sizeof value;
-    image.pixelPtr = &value;
-    EMULSION::ReadImage(&image, file.c_str(), "", {});
-    return value;
-}
-
-bool comesTrue(const std::function<bool()>& condition)
-{
-    const auto end = std::chrono::steady_clock::now() + std::chrono::minutes(1);
-    while (!condition())
-    {
-        if (std::chrono::steady_clock::now() > end)
-            return false;
-        std::this_thread::sleep_for(std::chrono::milliseconds(2));
-    }
-    return true;
-}
-
-// Points enough to keep a machine busy for minutes.
-Json slowNode()
-{
-    Json points = Json::array();
-    for (int i = 0; i < 4000; ++i)
-        points.push_back({{"x", i * 37 % 4096}, {"y", i * 91 % 2160}, {"color", 0.5}});
-    return node("SuperGradient", {{"points", points}});
-}
-
-Json slowGraph()
-{
-    Json graph = graphOf({{"slow", slowNode()}}, {output("slow", "slow.exr")});
-    graph["format"] = {0, 0, 16384, 8640};
-    return graph;
-}
 
 }
 

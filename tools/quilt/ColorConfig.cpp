@@ -2,6 +2,7 @@
 
 #include <cstdlib>
 #include <sstream>
+#include <utility>
 
 #include <OpenColorIO/OpenColorIO.h>
 
@@ -14,27 +15,48 @@ namespace QuiltTool
 
 namespace OCIO = OCIO_NAMESPACE;
 
+namespace
+{
+
+template <class MakeConfig>
+void makeCurrent(MakeConfig makeConfig, const std::string& origin, const std::string& name)
+{
+    try
+    {
+        OCIO::SetCurrentConfig(makeConfig());
+    }
+    catch (const OCIO::Exception& error)
+    {
+        throw UsageError(origin + ": " + inQuotes(name) +
+                         " is no OpenColorIO config: " + trimmed(error.what()));
+    }
+}
+
+}
+
 void setColorConfig(const std::optional<std::string>& file, const std::string& origin)
 {
+    static bool s_isFirst = true;
+    const bool isFirst = std::exchange(s_isFirst, false);
+    if (!isFirst)
+        OCIO::ClearAllCaches(); // of tables that were read from files, too
+    const std::string environment = colorConfigOfEnvironment();
     if (file)
+        makeCurrent([&] { return OCIO::Config::CreateFromFile(file->c_str()); }, origin, *file);
+    else if (environment.empty())
     {
-        try
-        {
-            OCIO::SetCurrentConfig(OCIO::Config::CreateFromFile(file->c_str()));
-        }
-        catch (const OCIO::Exception& error)
-        {
-            throw UsageError(origin + ": " + inQuotes(*file) +
-                             " is no OpenColorIO config: " + trimmed(error.what()));
-        }
-        return;
+        std::istringstream text(s_ownColorConfig);
+        OCIO::SetCurrentConfig(OCIO::Config::CreateFromStream(text));
     }
     // OpenColorIO reads what the environment names by itself, when it is needed first.
-    const char* const environment = std::getenv("OCIO");
-    if (environment && *environment)
-        return;
-    std::istringstream text(s_ownColorConfig);
-    OCIO::SetCurrentConfig(OCIO::Config::CreateFromStream(text));
+    else if (!isFirst)
+        makeCurrent(OCIO::Config::CreateFromEnv, "$OCIO", environment);
+}
+
+std::string colorConfigOfEnvironment()
+{
+    const char* const name = std::getenv("OCIO");
+    return name ? name : "";
 }
 
 }

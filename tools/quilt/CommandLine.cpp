@@ -72,9 +72,10 @@ void addGraphOptions(CLI::App& command, GraphOptions& options)
     command.add_option("--ocio", options.ocio, "The OpenColorIO config");
 }
 
-void addRenderOptions(CLI::App& command, RenderOptions& options)
+// What render and watch have both.
+void addSharedRenderOptions(CLI::App& command, RenderOptions& options, const char* graphHelp)
 {
-    command.add_option("GRAPH", options.graph, s_graphHelp)->required();
+    command.add_option("GRAPH", options.graph, graphHelp)->required();
     command.add_option("-o", options.changes.outputFile, "Where to write the one output");
     command.add_option_function<std::string>(
         "--frames", [&options](const std::string& text) { options.frames = parseFrames(text); },
@@ -95,27 +96,39 @@ void addRenderOptions(CLI::App& command, RenderOptions& options)
         ->check(CLI::Range(0, 1 << 30));
     CLI::Option* const cache = command.add_flag_callback(
         "--cache", [&settings] { settings.caching = true; },
-        "Keep tiles for later frames; the default for several frames");
+        "Keep finished tiles for later; the default for several frames, and of watch");
     command
         .add_flag_callback(
             "--no-cache", [&settings] { settings.caching = false; }, "Keep nothing")
         ->excludes(cache);
     command.add_option("--ocio", settings.ocio, "The OpenColorIO config");
 
+    command.add_option("--log", options.log, "Write the engine's debug trace to this file");
+    command.add_option("--progress", options.progress, "auto, always or never: the progress bar")
+        ->check(CLI::IsMember({"auto", "always", "never"}));
+    command.add_flag("--quiet", options.quiet, "Print nothing but errors");
+}
+
+void addRenderOptions(CLI::App& command, RenderOptions& options)
+{
+    addSharedRenderOptions(command, options, s_graphHelp);
     command.add_flag("--stop-on-error", options.stopOnError,
                      "Leave out the frames behind one that failed");
     command.add_option("--json", options.json,
                        "Write a report to this file; - for standard output");
-    command.add_option("--log", options.log, "Write the engine's debug trace to this file");
     command.add_flag("--stats", options.stats,
                      "Print the engine's figures and what each node took, to standard error");
     command.add_option("--stats-xml", options.statsXml,
                        "Write the engine's figures to this file, as XML");
     command.add_option("--trace", options.trace,
                        "Write when which tile was rendered to this file, for a trace viewer");
-    command.add_option("--progress", options.progress, "auto, always or never: the progress bar")
-        ->check(CLI::IsMember({"auto", "always", "never"}));
-    command.add_flag("--quiet", options.quiet, "Print nothing but errors");
+}
+
+void addWatchOptions(CLI::App& command, RenderOptions& options)
+{
+    addSharedRenderOptions(command, options, "The graph file");
+    command.add_flag_callback(
+        "--json", [&options] { options.json = "-"; }, "A line for each round, for programs");
 }
 
 // A word that is no command, told with the ones that there are.
@@ -193,6 +206,13 @@ int runCommandLine(int argc, char** argv)
         app.add_subcommand("render", "Render every output of every frame");
     addRenderOptions(*renderCommand, renderOptions);
     renderCommand->callback([&] { command = [&] { return render(renderOptions); }; });
+
+    RenderOptions watchOptions;
+    CLI::App* const watchCommand =
+        app.add_subcommand("watch", "Stay, and render again whenever the graph or a picture that "
+                                    "it reads changes");
+    addWatchOptions(*watchCommand, watchOptions);
+    watchCommand->callback([&] { command = [&] { return watch(watchOptions); }; });
 
     GraphOptions checkOptions;
     CLI::App* const checkCommand =

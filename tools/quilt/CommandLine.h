@@ -12,6 +12,7 @@
 namespace QuiltTool
 {
 
+/// Of render and watch.
 struct RenderOptions
 {
     std::string graph;
@@ -52,6 +53,7 @@ struct InfoOptions
 
 // The commands. Each gives the exit status of the process.
 int render(const RenderOptions& options);
+int watch(const RenderOptions& options);
 int check(const GraphOptions& options);
 int dot(const GraphOptions& options);
 int ops(const OpsOptions& options);

@@ -75,6 +75,11 @@ std::string jsonText(const OrderedJson& json)
     return json.dump(2, ' ', false, OrderedJson::error_handler_t::replace) + '\n';
 }
 
+std::string jsonLine(const OrderedJson& json)
+{
+    return json.dump(-1, ' ', false, OrderedJson::error_handler_t::replace) + '\n';
+}
+
 void printJson(const OrderedJson& json)
 {
     std::cout << jsonText(json);

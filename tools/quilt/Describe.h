@@ -31,5 +31,6 @@ OrderedJson colorJson(const Imath::C4f& color);
 /// To standard output, with a line end; what is no UTF-8 is replaced.
 void printJson(const OrderedJson& json);
 std::string jsonText(const OrderedJson& json);
+std::string jsonLine(const OrderedJson& json); ///< the same in one line
 
 }

@@ -28,12 +28,6 @@ std::string canonical(const std::string& file)
     return error ? file : path.string();
 }
 
-// Of a picture that is read: without the part that may stand behind its name.
-std::string pathOf(const std::string& picture)
-{
-    return picture.substr(0, picture.find("?part="));
-}
-
 bool writesNothing(const Node& node)
 {
     const auto writeFile = node.params.find("writeFile");
@@ -66,6 +60,11 @@ std::vector<FileParam> filesAt(const GraphFile& graph, int64_t frame, FileUse us
     return files;
 }
 
+}
+
+std::string pathOf(const std::string& picture)
+{
+    return picture.substr(0, picture.find("?part="));
 }
 
 void checkOutputFiles(const GraphFile& graph, const std::vector<int64_t>& frames)

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <string>
 #include <vector>
 
 #include "GraphFile.h"
@@ -15,6 +16,9 @@ void checkOutputFiles(const GraphFile& graph, const std::vector<int64_t>& frames
 
 /// The pictures that the outputs read at these frames, each once.
 std::vector<std::string> picturesToRead(const GraphFile& graph, const std::vector<int64_t>& frames);
+
+/// The file of a picture, without the part of it that may stand behind its name.
+std::string pathOf(const std::string& picture);
 
 /// The files that the outputs, and the file-out nodes that they need, write at a frame.
 std::vector<std::string> picturesToWrite(const GraphFile& graph, int64_t frame);

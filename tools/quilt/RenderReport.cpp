@@ -32,17 +32,6 @@ const char* statusText(FrameStatus status)
     return "";
 }
 
-// Of all threads, in the program and in the system.
-double cpuSeconds()
-{
-    rusage usage = {};
-    getrusage(RUSAGE_SELF, &usage);
-    const auto seconds = [](const timeval& time) {
-        return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_usec) * 1e-6;
-    };
-    return seconds(usage.ru_utime) + seconds(usage.ru_stime);
-}
-
 OrderedJson frameJson(const FrameResult& frame)
 {
     OrderedJson errors = OrderedJson::array();
@@ -56,6 +45,16 @@ OrderedJson frameJson(const FrameResult& frame)
             {"errors", errors}};
 }
 
+}
+
+double cpuSeconds()
+{
+    rusage usage = {};
+    getrusage(RUSAGE_SELF, &usage);
+    const auto seconds = [](const timeval& time) {
+        return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_usec) * 1e-6;
+    };
+    return seconds(usage.ru_utime) + seconds(usage.ru_stime);
 }
 
 RenderReport::RenderReport(const std::string& file) : m_file(file)

@@ -22,4 +22,7 @@ private:
     const std::string m_file;
 };
 
+/// Processor time of all threads so far, in the program and in the system.
+double cpuSeconds();
+
 }

@@ -77,10 +77,9 @@ void applySettings(const Settings& settings, bool caching)
 {
     RenderManager::setRenderThreads(settings.threads.value_or(allowedCores()));
     RenderManager::SetMaxImageMemory(settings.memory.value_or(defaultMemory()));
-    if (settings.swap)
-        RenderManager::SetMaxDiskUsage(*settings.swap);
-    if (settings.tileSize)
-        RenderManager::setGlobalTileSize(settings.tileSize->x1, settings.tileSize->y1);
+    RenderManager::SetMaxDiskUsage(settings.swap.value_or(8192));
+    const UTIL::Rect tile = settings.tileSize.value_or(UTIL::Rect(0, 0, 256, 256));
+    RenderManager::setGlobalTileSize(tile.x1, tile.y1);
     RenderManager::setSpeculativeCachingEnable(settings.caching.value_or(caching));
     RenderManager::SetTileOrder(RenderManager::TileOrder::Streaming);
     RenderManager::SetPollPeriod(1000);

@@ -10,4 +10,8 @@ void catchSignals();
 
 bool stopRequested();
 
+/// A descriptor that can be read from once stopRequested() is true, to be waited for. Good after
+/// catchSignals.
+int stopDescriptor();
+
 }

@@ -5,6 +5,8 @@
 #include <stdexcept>
 #include <type_traits>
 
+#include "Text.h"
+
 namespace QuiltTool
 {
 
@@ -59,6 +61,42 @@ const T& as(const Value& value, const std::string& name)
     throw std::logic_error("The parameter " + name + " has another type.");
 }
 
+// Writes numbers behind one another, none like another.
+class ExactNumbers
+{
+public:
+    const std::string& text() const { return m_text; }
+
+    void operator()(std::monostate) {}
+    void operator()(bool) {}
+    void operator()(const std::string&) {}
+    void operator()(int64_t number) { m_text += std::to_string(number) + ','; }
+    void operator()(double number) { (*this)(toFloat(number)); }
+    void operator()(float number) { m_text += numberText(number) + ','; }
+    void operator()(const UTIL::Rect& rect) { all(rect.x0, rect.y0, rect.x1, rect.y1); }
+    void operator()(const Imath::V2f& point) { all(point.x, point.y); }
+    void operator()(const Curve& curve) { all(curve.numbers, curve.points); }
+    void operator()(const Value& value) { std::visit(*this, value.data); }
+    void operator()(const std::shared_ptr<Values>& object) { m_text += object->exactNumbers(); }
+
+    template <class T>
+    void operator()(const std::vector<T>& list)
+    {
+        for (const T& element : list)
+            (*this)(element);
+        m_text += ';';
+    }
+
+private:
+    template <class... T>
+    void all(const T&... parts)
+    {
+        ((*this)(parts), ...);
+    }
+
+    std::string m_text;
+};
+
 template <class T, class Convert>
 auto allOf(const std::vector<Value>& list, const std::string& name, Convert convert)
 {
@@ -73,6 +111,14 @@ auto allOf(const std::vector<Value>& list, const std::string& name, Convert conv
 void Values::set(const std::string& name, Value value)
 {
     m_values.emplace_back(name, std::move(value));
+}
+
+std::string Values::exactNumbers() const
+{
+    ExactNumbers numbers;
+    for (const auto& [name, value] : m_values)
+        numbers(value);
+    return numbers.text();
 }
 
 const Value& Values::find(const std::string& name) const

@@ -88,6 +88,10 @@ public:
         return has(name) ? rect(name) : otherwise;
     }
 
+    /// All numbers, of objects within too, as exactly as operations get them: equal texts, equal
+    /// numbers.
+    std::string exactNumbers() const;
+
 private:
     const Value& find(const std::string& name) const;
     template <class T>
