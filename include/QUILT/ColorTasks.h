@@ -145,6 +145,61 @@ QUILT_API ref_ptr<RenderTask> createScreenRGBToAlphaTask(const std::string& name
                                                          unsigned long channel,
                                                          ref_ptr<RenderTask> input);
 
+// Tone.
+
+/// Compresses red, green and blue above a knee, or expands them again, and keeps the hue: all three
+/// are multiplied by f(m) / m, with m the largest of their absolute values.
+///
+/// f(x) is x up to `knee` and knee + k ln(1 + (x - knee) / k) above, with the k that takes `from`
+/// to `to`; with `expand` it is the inverse, which takes `to` to `from`. It goes on beyond. A knee
+/// below 0 counts as 0; unless knee < to < from, all finite, the picture stays as it is. So does a
+/// pixel with an infinity or NaN in its colour, and alpha.
+QUILT_API ref_ptr<RenderTask> createCompressRangeTask(const std::string& name, float time,
+                                                      float knee, float from, float to, bool expand,
+                                                      ref_ptr<RenderTask> input);
+
+/// Compresses what is brighter than middle grey, 0.18, so that 16 becomes 1; and expands it again.
+QUILT_API ref_ptr<RenderTask> createStandardCompressRangeTask(const std::string& name, float time,
+                                                              ref_ptr<RenderTask> input);
+QUILT_API ref_ptr<RenderTask> createStandardExpandRangeTask(const std::string& name, float time,
+                                                            ref_ptr<RenderTask> input);
+
+/// Per channel, alpha too, pivot * sign(q) |q|^exponent with q = v / pivot: the pivot stays, and
+/// negative values mirror positive ones. A pivot of 0 counts as 1; 0^0 is 1, and the other special
+/// powers are those of ISO C. An exponent of 1 in all channels gives `input` itself.
+QUILT_API ref_ptr<RenderTask> createExponentialTask(const std::string& name, float time,
+                                                    const Imath::Color4<float>& exponent,
+                                                    const Imath::Color4<float>& pivot,
+                                                    ref_ptr<RenderTask> input);
+
+/// The same with the exponents 1 / gamma, infinite for a gamma of 0. A gamma of 1 in all
+/// channels gives `input` itself.
+QUILT_API ref_ptr<RenderTask> createGammaTask(const std::string& name, float time,
+                                              const Imath::Color4<float>& gamma,
+                                              const Imath::Color4<float>& pivot,
+                                              ref_ptr<RenderTask> input);
+
+/// From linear red, green and blue with the primaries and the white of Rec. ITU-R BT.709 to L*, a*,
+/// b* of CIE 1976, divided by 100, so that white is 1, 0, 0; or back. Alpha stays.
+QUILT_API ref_ptr<RenderTask> createLabTask(const std::string& name, float time, bool toLab,
+                                            ref_ptr<RenderTask> input);
+
+/// From linear to the logarithmic curve of film scans (Kodak, 1995), or back; alpha stays. The
+/// config of OpenColorIO plays no part: createLogConvertTask is for that.
+///
+/// \param black, white  what becomes, or was, 0 and 1 in linear: codes of 0 to 1023 if `tenBit`,
+///                      otherwise fractions of 1023; they differ
+/// \param gamma         of the film, 0.6 as a rule, and not 0. What the three have for alpha does
+///                      not matter
+/// Linear values so low that there is no logarithm become a little below code 0: see
+/// EMULSION::LogConvert.
+QUILT_API ref_ptr<RenderTask> createAnalyticalLogConvertTask(const std::string& name, float time,
+                                                             const Imath::Color4<float>& black,
+                                                             const Imath::Color4<float>& white,
+                                                             const Imath::Color4<float>& gamma,
+                                                             bool toLog, bool tenBit,
+                                                             ref_ptr<RenderTask> input);
+
 // Linear maps of the four channels. A row of the matrix makes one channel of the result; a channel
 // is defined where its row has a coefficient for one that the input defines, or a constant. What no
 // wanted row names is not asked of the input.

@@ -62,6 +62,8 @@ TEST(ValueTasks, WhatChangesNothingIsTheInput)
     const auto in = input();
     EXPECT_EQ(createClampTask("t", 0, s_one, s_two, false, false, in), in);
     EXPECT_EQ(createContrastTask("t", 0, s_one, s_half, in), in);
+    EXPECT_EQ(createExponentialTask("t", 0, s_one, s_half, in), in);
+    EXPECT_EQ(createGammaTask("t", 0, s_one, s_half, in), in);
     EXPECT_EQ(createClampTask("t", 0, s_one, s_two, false, false, nullptr), nullptr);
     EXPECT_EQ(createBloomTask("t", 0, {true, 1, 0, false}, in), in);
     EXPECT_EQ(createBloomTask("t", 0, {false, 1, 1, false}, in), in);
@@ -99,6 +101,17 @@ TEST(ValueTasks, TheIdentityHoldsTheParametersThatCount)
     EXPECT_EQ(createCleanupClampTask("t", 0, true, in)->getCacheID(),
               identity("CleanUpClamp", "1,"));
     EXPECT_EQ(createMultInverseTask("t", 0, in)->getCacheID(), identity("MultInverseOp", ""));
+    EXPECT_EQ(createStandardCompressRangeTask("t", 0, in)->getCacheID(),
+              identity("CompressRange", "0.18,16,1,0,"));
+    EXPECT_EQ(createStandardExpandRangeTask("t", 0, in)->getCacheID(),
+              identity("ExpandRange", "0.18,16,1,1,"));
+    for (const auto& task : {createExponentialTask("t", 0, s_half, s_one, in),
+                             createGammaTask("t", 0, s_two, s_one, in)})
+        EXPECT_EQ(task->getCacheID(), identity("Gamma", text(s_half) + text(s_one)));
+    EXPECT_EQ(createLabTask("t", 0, true, in)->getCacheID(), identity("LabConvert", "1,"));
+    EXPECT_EQ(
+        createAnalyticalLogConvertTask("t", 0, s_half, s_one, s_two, true, false, in)->getCacheID(),
+        identity("LogConvert", text(s_half) + text(s_one) + text(s_two) + "1,0,"));
 }
 
 TEST(ColorTasks, HaveTheirIdentitiesAndAskForTheChannelsTheyMix)

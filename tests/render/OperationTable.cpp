@@ -24,6 +24,7 @@ const std::vector<Operation>& operations()
         addProceduralOperations(table);
         addChannelOperations(table);
         addColorOperations(table);
+        addToneOperations(table);
         addCompOperations(table);
         addGeometryOperations(table);
         return table;

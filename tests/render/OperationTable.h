@@ -68,5 +68,6 @@ void addCompOperations(std::vector<Operation>& table);
 void addChannelOperations(std::vector<Operation>& table);
 void addColorOperations(std::vector<Operation>& table);
 void addGeometryOperations(std::vector<Operation>& table);
+void addToneOperations(std::vector<Operation>& table);
 
 }

@@ -15,7 +15,7 @@ std::vector<Operation> makeOperations()
     std::vector<Operation> all;
     for (const auto family :
          {alphaOperations, channelOperations, colorOperations, compositeOperations, fileOperations,
-          geometryOperations, proceduralOperations})
+          geometryOperations, proceduralOperations, toneOperations})
         std::ranges::move(family(), std::back_inserter(all));
     std::ranges::sort(all, {}, &Operation::name);
     return all;

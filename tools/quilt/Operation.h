@@ -71,5 +71,6 @@ std::vector<Operation> compositeOperations();
 std::vector<Operation> fileOperations();
 std::vector<Operation> geometryOperations();
 std::vector<Operation> proceduralOperations();
+std::vector<Operation> toneOperations();
 
 }
