@@ -129,9 +129,9 @@ Imath::Color4f Unpremultiply(const Imath::Color4f& color)
 void Premultiply(const Image* output, const Image* color, const Image* alpha,
                  const Imath::Color4f& backgroundOfColor, const Imath::Color4f& backgroundOfAlpha)
 {
+    const Private::Side colorSide{color, backgroundOfColor}, alphaSide{alpha, backgroundOfAlpha};
     if (Private::isReady("Premultiply", output, color, alpha))
-        EMULSION_DISPATCH(premultiplyBy)
-        (*output, {color, backgroundOfColor}, {alpha, backgroundOfAlpha});
+        EMULSION_DISPATCH(premultiplyBy)(*output, colorSide, alphaSide);
 }
 
 Imath::Color4f Premultiply(const Imath::Color4f& color, const Imath::Color4f& alpha)
@@ -142,9 +142,9 @@ Imath::Color4f Premultiply(const Imath::Color4f& color, const Imath::Color4f& al
 void Unpremultiply(const Image* output, const Image* color, const Image* alpha,
                    const Imath::Color4f& backgroundOfColor, const Imath::Color4f& backgroundOfAlpha)
 {
+    const Private::Side colorSide{color, backgroundOfColor}, alphaSide{alpha, backgroundOfAlpha};
     if (Private::isReady("Unpremultiply", output, color, alpha))
-        EMULSION_DISPATCH(unpremultiplyBy)
-        (*output, {color, backgroundOfColor}, {alpha, backgroundOfAlpha});
+        EMULSION_DISPATCH(unpremultiplyBy)(*output, colorSide, alphaSide);
 }
 
 Imath::Color4f Unpremultiply(const Imath::Color4f& color, const Imath::Color4f& alpha)
