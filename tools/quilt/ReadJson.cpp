@@ -16,33 +16,33 @@ namespace QuiltTool
 namespace
 {
 
-// Follows the parser through the document and knows where it is.
-class DuplicateKeys
+// Goes through a document that can be parsed, and knows where it is.
+class DuplicateKeys final : public nlohmann::json_sax<Json>
 {
 public:
     explicit DuplicateKeys(Problems& problems) : m_problems(problems) {}
 
-    void follow(Json::parse_event_t event, const Json& parsed)
+    bool null() override { return valueEnded(); }
+    bool boolean(bool) override { return valueEnded(); }
+    bool number_integer(int64_t) override { return valueEnded(); }
+    bool number_unsigned(uint64_t) override { return valueEnded(); }
+    bool number_float(double, const std::string&) override { return valueEnded(); }
+    bool string(std::string&) override { return valueEnded(); }
+    bool binary(Json::binary_t&) override { return valueEnded(); }
+    bool start_object(size_t) override { return begin(false); }
+    bool start_array(size_t) override { return begin(true); }
+    bool end_object() override { return end(); }
+    bool end_array() override { return end(); }
+
+    bool key(std::string& name) override
     {
-        switch (event)
-        {
-        case Json::parse_event_t::object_start:
-        case Json::parse_event_t::array_start:
-            m_levels.push_back({event == Json::parse_event_t::array_start, {}, {}, 0});
-            break;
-        case Json::parse_event_t::key:
-            key(parsed.get_ref<const std::string&>());
-            break;
-        case Json::parse_event_t::object_end:
-        case Json::parse_event_t::array_end:
-            m_levels.pop_back();
-            valueEnded();
-            break;
-        case Json::parse_event_t::value:
-            valueEnded();
-            break;
-        }
+        m_levels.back().key = name;
+        if (!m_levels.back().keys.insert(name).second)
+            m_problems.add(place(), "duplicate key");
+        return true;
     }
+
+    bool parse_error(size_t, const std::string&, const Json::exception&) override { return false; }
 
 private:
     struct Level
@@ -53,17 +53,23 @@ private:
         size_t index;
     };
 
-    void key(const std::string& name)
+    bool begin(bool isArray)
     {
-        m_levels.back().key = name;
-        if (!m_levels.back().keys.insert(name).second)
-            m_problems.add(place(), "duplicate key");
+        m_levels.push_back({isArray, {}, {}, 0});
+        return true;
     }
 
-    void valueEnded()
+    bool end()
+    {
+        m_levels.pop_back();
+        return valueEnded();
+    }
+
+    bool valueEnded()
     {
         if (!m_levels.empty())
             ++m_levels.back().index;
+        return true;
     }
 
     std::string place() const
@@ -89,16 +95,14 @@ std::string withoutIdentifier(const std::string& message)
 
 Json readJson(const std::string& text, const std::string& path, Problems& problems)
 {
-    DuplicateKeys duplicates(problems);
     try
     {
-        return Json::parse(
-            text,
-            [&](int, Json::parse_event_t event, Json& parsed) {
-                duplicates.follow(event, parsed);
-                return true;
-            },
-            true, true);
+        // Once more for the keys: the parser's own call-back walks all of an object again for each
+        // object in it.
+        Json document = Json::parse(text, nullptr, true, true);
+        DuplicateKeys duplicates(problems);
+        Json::sax_parse(text, &duplicates, Json::input_format_t::json, true, true);
+        return document;
     }
     catch (const Json::exception& error)
     {
