@@ -2,10 +2,13 @@
 #include <EMULSION/ColorMatrix.h>
 #include <EMULSION/Composite.h>
 #include <EMULSION/Curves.h>
+#include <EMULSION/Orient.h>
 #include <EMULSION/Premultiply.h>
+#include <EMULSION/Tone.h>
 
 #include <algorithm>
 #include <chrono>
+#include <cmath>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -166,6 +169,28 @@ std::vector<float> evenPoints(int count)
     return points;
 }
 
+PixelOperationPtr filmCurve(bool toLog)
+{
+    const Color black(95, 95, 95, 95), white(685, 685, 685, 685), gamma(0.6f, 0.6f, 0.6f, 0.6f);
+    return EMULSION::makeLogConvertOperation(black, white, gamma, toLog, true);
+}
+
+PixelOperationPtr lumaCurve(const std::vector<float>& points)
+{
+    return EMULSION::makeLumaCurveOperation({0.2126f, 0.7152f, 0.0722f},
+                                            {points.data(), points.size() / 2});
+}
+
+PixelOperationPtr hueCurves()
+{
+    std::vector<float> table(256);
+    for (size_t i = 0; i < table.size(); ++i)
+        table[i] = 1 + 0.2f * std::sin(static_cast<float>(i) * 0.0245f);
+    const float* const t = table.data();
+    return EMULSION::makeHueCurvesOperation({0.2126f, 0.7152f, 0.0722f}, table.size(), false,
+                                            {0, 1, 0}, t, t, t, t, t);
+}
+
 std::vector<Kernel> kernels()
 {
     using namespace EMULSION;
@@ -179,13 +204,34 @@ std::vector<Kernel> kernels()
         operation("Threshold", makeThresholdOperation(half, true, low, true, high)),
         operation("Contrast", makeContrastOperation(high, half)),
         operation("CleanupClamp", makeCleanupClampOperation(false)),
+        operation("RGBBloom", makeRGBBloomOperation(0.5f, 2, true)),
+        operation("LuminanceBloom", makeLuminanceBloomOperation(0.5f, 2, true)),
+        operation("NContrastBoost", makeNContrastBoostOperation(0.5f, false)),
+        operation("Fringe", makeFringeOperation()),
+        operation("Posterize", makePosterizeOperation(8, 8, 8, false, true)),
+        operation("HSV, to", makeHSVConvertOperation(true)),
+        operation("HSV, from", makeHSVConvertOperation(false)),
+        operation("MaxRGBToAlpha", makeMaxRGBToAlphaOperation()),
+        operation("ScreenRGBToAlpha", makeScreenRGBToAlphaOperation(2)),
         operation("MultInverse", makeMultInverseOperation()),
         operation("ColorMatrix, 3 x 3", makeColorMatrixOperation(matrix)),
+        operation("Premultiply", makePremultiplyOperation()),
+        operation("Unpremultiply", makeUnpremultiplyOperation()),
+        operation("CompressRange", makeCompressRangeOperation(0.18f, 16, 1)),
+        operation("ExpandRange", makeExpandRangeOperation(0.18f, 16, 1)),
+        operation("Exponential", makeExponentialOperation({0.8f, 0.9f, 1.1f, 1.2f}, half)),
+        operation("LogConvert, to logarithmic", filmCurve(true)),
+        operation("LogConvert, to linear", filmCurve(false)),
+        operation("Lab, to", makeLabConvertOperation(true)),
+        operation("Lab, from", makeLabConvertOperation(false)),
         operation("ApplyRGBACurves, 2048 even points", curve(evenPoints(2048))),
         operation("ApplyRGBACurves, 5 uneven points",
                   curve({0, 0, 0.1f, 0.3f, 0.25f, 0.35f, 0.9f, 0.8f, 1.1f, 1})),
-        operation("Premultiply", makePremultiplyOperation()),
-        operation("Unpremultiply", makeUnpremultiplyOperation()),
+        operation("ApplyLumaCurve, 2048 even points", lumaCurve(evenPoints(2048))),
+        operation("HueSuppress", makeHueSuppressOperation({0, 1, 0}, 0.8f, 0.5f)),
+        operation("HueCurves, 256 entries", hueCurves()),
+        {"Flip", [](Pictures& p) { Flip(p.out.image(), p.first.image()); }},
+        {"Flop", [](Pictures& p) { Flop(p.out.image(), p.first.image()); }},
         composite<bool>("Over", Over, false),
         composite<bool>("Over, weights clamped", Over, true),
         composite<bool>("Atop", Atop, false),
