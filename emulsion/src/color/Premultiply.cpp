@@ -4,7 +4,7 @@
 
 #include "EMULSION/Premultiply.h"
 #include "PixelMap-inl.h"
-#include "TwoInputs-inl.h"
+#include "Sides-inl.h"
 
 HWY_BEFORE_NAMESPACE();
 namespace EMULSION::HWY_NAMESPACE
@@ -73,12 +73,12 @@ PixelOperationPtr unpremultiplyOperation()
 
 void premultiplyBy(const Image& output, const Private::Side& color, const Private::Side& alpha)
 {
-    combine(output, color, alpha, PremultiplyByFormula{});
+    combine(output, {color, alpha}, PremultiplyByFormula{});
 }
 
 void unpremultiplyBy(const Image& output, const Private::Side& color, const Private::Side& alpha)
 {
-    combine(output, color, alpha, UnpremultiplyByFormula{});
+    combine(output, {color, alpha}, UnpremultiplyByFormula{});
 }
 
 }

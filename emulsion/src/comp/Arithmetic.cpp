@@ -3,7 +3,7 @@
 #include <hwy/foreach_target.h>
 
 #include "EMULSION/Composite.h"
-#include "TwoInputs-inl.h"
+#include "Sides-inl.h"
 
 HWY_BEFORE_NAMESPACE();
 namespace EMULSION::HWY_NAMESPACE
@@ -104,47 +104,47 @@ using Private::Side;
 
 void add(const Image& output, const Side& a, const Side& b)
 {
-    combine(output, a, b, AddFormula{});
+    combine(output, {a, b}, AddFormula{});
 }
 
 void subtract(const Image& output, const Side& a, const Side& b)
 {
-    combine(output, a, b, SubtractFormula{});
+    combine(output, {a, b}, SubtractFormula{});
 }
 
 void average(const Image& output, const Side& a, const Side& b)
 {
-    combine(output, a, b, AverageFormula{});
+    combine(output, {a, b}, AverageFormula{});
 }
 
 void difference(const Image& output, const Side& a, const Side& b)
 {
-    combine(output, a, b, DifferenceFormula{});
+    combine(output, {a, b}, DifferenceFormula{});
 }
 
 void divide(const Image& output, const Side& a, const Side& b)
 {
-    combine(output, a, b, DivideFormula{});
+    combine(output, {a, b}, DivideFormula{});
 }
 
 void multiply(const Image& output, const Side& a, const Side& b)
 {
-    combine(output, a, b, MultiplyFormula{});
+    combine(output, {a, b}, MultiplyFormula{});
 }
 
 void exclusion(const Image& output, const Side& a, const Side& b)
 {
-    combine(output, a, b, ExclusionFormula{});
+    combine(output, {a, b}, ExclusionFormula{});
 }
 
 void geometric(const Image& output, const Side& a, const Side& b)
 {
-    combine(output, a, b, GeometricFormula{});
+    combine(output, {a, b}, GeometricFormula{});
 }
 
 void hypotenuse(const Image& output, const Side& a, const Side& b)
 {
-    combine(output, a, b, HypotenuseFormula{});
+    combine(output, {a, b}, HypotenuseFormula{});
 }
 
 }

@@ -3,7 +3,7 @@
 #include <hwy/foreach_target.h>
 
 #include "EMULSION/Composite.h"
-#include "TwoInputs-inl.h"
+#include "Sides-inl.h"
 
 HWY_BEFORE_NAMESPACE();
 namespace EMULSION::HWY_NAMESPACE
@@ -60,25 +60,25 @@ using Private::Side;
 void max(const Image& output, const Side& a, const Side& b, bool byMagnitude)
 {
     if (byMagnitude)
-        combine(output, a, b, MaxFormula<true>{});
+        combine(output, {a, b}, MaxFormula<true>{});
     else
-        combine(output, a, b, MaxFormula<false>{});
+        combine(output, {a, b}, MaxFormula<false>{});
 }
 
 void min(const Image& output, const Side& a, const Side& b, bool byMagnitude)
 {
     if (byMagnitude)
-        combine(output, a, b, MinFormula<true>{});
+        combine(output, {a, b}, MinFormula<true>{});
     else
-        combine(output, a, b, MinFormula<false>{});
+        combine(output, {a, b}, MinFormula<false>{});
 }
 
 void screen(const Image& output, const Side& a, const Side& b, bool maxOutside)
 {
     if (maxOutside)
-        combine(output, a, b, ScreenFormula<true>{});
+        combine(output, {a, b}, ScreenFormula<true>{});
     else
-        combine(output, a, b, ScreenFormula<false>{});
+        combine(output, {a, b}, ScreenFormula<false>{});
 }
 
 }

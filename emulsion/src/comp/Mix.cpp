@@ -3,7 +3,7 @@
 #include <hwy/foreach_target.h>
 
 #include "EMULSION/Composite.h"
-#include "TwoInputs-inl.h"
+#include "Sides-inl.h"
 
 HWY_BEFORE_NAMESPACE();
 namespace EMULSION::HWY_NAMESPACE
@@ -27,7 +27,7 @@ struct MixFormula
 
 void mix(const Image& output, const Private::Side& first, const Private::Side& second, float factor)
 {
-    combine(output, first, second, MixFormula{factor});
+    combine(output, {first, second}, MixFormula{factor});
 }
 
 }

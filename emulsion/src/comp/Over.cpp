@@ -4,7 +4,7 @@
 
 #include "Comparisons-inl.h"
 #include "EMULSION/Composite.h"
-#include "TwoInputs-inl.h"
+#include "Sides-inl.h"
 
 HWY_BEFORE_NAMESPACE();
 namespace EMULSION::HWY_NAMESPACE
@@ -75,33 +75,33 @@ using Private::Side;
 void over(const Image& output, const Side& a, const Side& b, bool clampAlpha)
 {
     if (clampAlpha)
-        combine(output, a, b, OverFormula<true>{});
+        combine(output, {a, b}, OverFormula<true>{});
     else
-        combine(output, a, b, OverFormula<false>{});
+        combine(output, {a, b}, OverFormula<false>{});
 }
 
 void atop(const Image& output, const Side& a, const Side& b, bool clampAlpha)
 {
     if (clampAlpha)
-        combine(output, a, b, AtopFormula<true>{});
+        combine(output, {a, b}, AtopFormula<true>{});
     else
-        combine(output, a, b, AtopFormula<false>{});
+        combine(output, {a, b}, AtopFormula<false>{});
 }
 
 void in(const Image& output, const Side& a, const Side& b, bool clampAlpha)
 {
     if (clampAlpha)
-        combine(output, a, b, InFormula<true>{});
+        combine(output, {a, b}, InFormula<true>{});
     else
-        combine(output, a, b, InFormula<false>{});
+        combine(output, {a, b}, InFormula<false>{});
 }
 
 void out(const Image& output, const Side& a, const Side& b, bool clampAlpha)
 {
     if (clampAlpha)
-        combine(output, a, b, OutFormula<true>{});
+        combine(output, {a, b}, OutFormula<true>{});
     else
-        combine(output, a, b, OutFormula<false>{});
+        combine(output, {a, b}, OutFormula<false>{});
 }
 
 }

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <concepts>
 
 #include <ImathColor.h>
 
@@ -10,7 +11,7 @@
 #include "Rows.h"
 #include "Validation.h"
 
-// What operators of two images share, apart from the arithmetic of TwoInputs-inl.h.
+// What operators of two or more images share, apart from the arithmetic of Sides-inl.h.
 namespace EMULSION::Private
 {
 
@@ -31,34 +32,32 @@ struct Side
 };
 
 /// True when there is something to work on; otherwise an error may be set.
-inline bool isReady(const char* function, const Image* output, const Image* first,
-                    const Image* second)
+template <std::same_as<const Image>... Inputs>
+bool isReady(const char* function, const Image* output, Inputs*... inputs)
 {
-    if (!checkOutput(function, output) || !checkInputIfAny(function, first) ||
-        !checkInputIfAny(function, second) || isEmpty(*output))
+    if (!checkOutput(function, output) || !(checkInputIfAny(function, inputs) && ...) ||
+        isEmpty(*output))
         return false;
-    return first || second || invalidArgument(function, "both inputs are null.");
-}
-
-/// `low`, `high` and the four places between them, in order.
-inline std::array<int64_t, 6> cutsBetween(int64_t low, int64_t high,
-                                          const std::array<int64_t, 4>& places)
-{
-    std::array<int64_t, 6> cuts{low, high};
-    std::transform(places.begin(), places.end(), cuts.begin() + 2,
-                   [=](int64_t place) { return std::clamp(place, low, high); });
-    std::sort(cuts.begin(), cuts.end());
-    return cuts;
+    return (inputs || ...) ||
+           invalidArgument(function, sizeof...(inputs) == 2 ? "both inputs are null."
+                                                            : "all inputs are null.");
 }
 
 /// Calls visit(part) for the parts of `area`, each of which a side covers wholly or not at all.
-template <class Visit>
-void forEachPart(const UTIL::Rect& area, const Side& first, const Side& second, const Visit& visit)
+template <size_t N, class Visit>
+void forEachPart(const UTIL::Rect& area, const Side (&sides)[N], const Visit& visit)
 {
-    const UTIL::Rect a = first.image ? first.image->bounds : area;
-    const UTIL::Rect b = second.image ? second.image->bounds : area;
-    const auto columns = cutsBetween(area.x0, area.x1, {a.x0, a.x1, b.x0, b.x1});
-    const auto rows = cutsBetween(area.y0, area.y1, {a.y0, a.y1, b.y0, b.y1});
+    std::array<int64_t, 2 + 2 * N> columns{area.x0, area.x1}, rows{area.y0, area.y1};
+    for (size_t side = 0; side < N; ++side)
+    {
+        const UTIL::Rect bounds = sides[side].image ? sides[side].image->bounds : area;
+        columns[2 + 2 * side] = std::clamp(bounds.x0, area.x0, area.x1);
+        columns[3 + 2 * side] = std::clamp(bounds.x1, area.x0, area.x1);
+        rows[2 + 2 * side] = std::clamp(bounds.y0, area.y0, area.y1);
+        rows[3 + 2 * side] = std::clamp(bounds.y1, area.y0, area.y1);
+    }
+    std::ranges::sort(columns);
+    std::ranges::sort(rows);
     for (size_t row = 0; row + 1 < rows.size(); ++row)
     {
         for (size_t column = 0; column + 1 < columns.size(); ++column)
