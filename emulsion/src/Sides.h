@@ -38,9 +38,7 @@ bool isReady(const char* function, const Image* output, Inputs*... inputs)
     if (!checkOutput(function, output) || !(checkInputIfAny(function, inputs) && ...) ||
         isEmpty(*output))
         return false;
-    return (inputs || ...) ||
-           invalidArgument(function, sizeof...(inputs) == 2 ? "both inputs are null."
-                                                            : "all inputs are null.");
+    return (inputs || ...) || invalidArgument(function, "all inputs are null.");
 }
 
 /// Calls visit(part) for the parts of `area`, each of which a side covers wholly or not at all.

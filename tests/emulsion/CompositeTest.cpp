@@ -55,6 +55,17 @@ const OperatorCase s_operators[] = {
      },
      [](const Color4f& first, const Color4f& second) { return Mix(first, second, 0.3f); },
      [](double a, double b, double, double) { return a * 0.7 + b * 0.3; }},
+    {"MatteMix", "BySecond", 0,
+     [](auto output, auto first, auto second, const Color4f& a, const Color4f& b) {
+         MatteMix(output, first, second, second, 0.3f, a, b, b);
+     },
+     [](const Color4f& first, const Color4f& second) {
+         return MatteMix(first, second, second, 0.3f);
+     },
+     [](double a, double b, double, double alphaB) {
+         const double weight = clamped(alphaB + 0.3);
+         return a * (1 - weight) + b * weight;
+     }},
     {"Over", "", Associates,
      [](auto output, auto first, auto second, const Color4f& a, const Color4f& b) {
          Over(output, first, second, false, a, b);
@@ -335,10 +346,38 @@ TEST_P(EveryOperator, RefusesWhatItCannotWorkOn)
         EXPECT_TRUE(sameBits(output.floats(), untouched));
     };
     expectRefusal(nullptr, &bad.image, &bad.image, ERROR_INVALID_ARGUMENT, "the output is null");
-    expectRefusal(&output.image, nullptr, nullptr, ERROR_INVALID_ARGUMENT, "both inputs are null");
+    expectRefusal(&output.image, nullptr, nullptr, ERROR_INVALID_ARGUMENT, "all inputs are null");
     bad.image.channels = 16;
     expectRefusal(&output.image, nullptr, &bad.image, ERROR_INVALID_CHANNELS, "the input");
     expectRefusal(&output.image, &bad.image, nullptr, ERROR_INVALID_CHANNELS, "the input");
+}
+
+TEST(MatteMix, TakesEachOfThreeImagesWhereItLies)
+{
+    forEachRandomCase(300, [&](Random& random) {
+        const auto anyMask = [&] { return static_cast<uint64_t>(random.between(0, 15)); };
+        TestImage output(random, anyMask(), randomRect(random));
+        const TestImage one(random, anyMask(), randomRect(random));
+        const TestImage other(random, anyMask(), randomRect(random));
+        const TestImage matte(random, anyMask(), randomRect(random));
+        const bool withMatte = !random.oneIn(4);
+        const Color4f a = anyColor(random), b = anyColor(random), m = anyColor(random);
+        const float mix = float(random.between(-4, 4)) / 4;
+        std::vector<float> expected = output.floats();
+        forEachFloat(output, [&](int64_t x, int64_t y, int channel, size_t place) {
+            const Color4f first = colorAt(&one, a, x, y), second = colorAt(&other, b, x, y);
+            const float alpha = colorAt(withMatte ? &matte : nullptr, m, x, y).a;
+            const float weight = alpha + mix;
+            expected[place] = weight <= 0 ? first[channel]
+                              : weight >= 1
+                                  ? second[channel]
+                                  : first[channel] * (1 - weight) + second[channel] * weight;
+        });
+        MatteMix(&output.image, &one.image, &other.image, withMatte ? &matte.image : nullptr, mix,
+                 a, b, m);
+        ASSERT_EQ(GetError(), ERROR_NONE) << GetErrorMessage();
+        ASSERT_TRUE(sameButForNaNs(output.floats(), expected));
+    });
 }
 
 INSTANTIATE_TEST_SUITE_P(All, EveryOperator, testing::ValuesIn(s_operators), [](const auto& info) {

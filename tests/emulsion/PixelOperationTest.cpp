@@ -209,6 +209,11 @@ TEST(PixelOperations, TreatExceptionalValuesAsDocumented)
     EXPECT_EQ(out, Color4f(7, s_infinity, 0, 1e-45f));
     CleanupClampColor(out, Color4f(s_nan, s_infinity, -1, s_infinity), true);
     EXPECT_EQ(out, Color4f(0, 0, -1, 0));
+    const Color4f wild(s_nan, s_infinity, -s_infinity, -0.0f);
+    EXPECT_EQ(EMULSION::Run(wild, *makeClearInfsAndNansOperation(true)), Color4f(0, 65504, -65504, 0));
+    const Color4f cleared = EMULSION::Run(wild, *makeClearInfsAndNansOperation(false));
+    EXPECT_EQ(cleared, Color4f(0, 0, 0, 0));
+    EXPECT_FALSE(std::signbit(cleared.b));
     MultInverseColor(out, odd);
     EXPECT_EQ(Color4f(0, out.g, out.b, out.a), Color4f(0, 0, 0, s_infinity));
     EXPECT_FALSE(std::signbit(out.b));

@@ -42,6 +42,8 @@ void addValueCases(std::vector<OperationCase>& cases)
                      return (v - s_quarters[i]) * s_slopes[i] + s_quarters[i];
                  });
              }},
+            {"ClearInfsAndNans", [] { return makeClearInfsAndNansOperation(true); },
+             [](const Pixel& p) { return p; }},
             {"Clamp", [] { return makeClampOperation(s_lowest, s_highest, true, true); },
              [](const Pixel& p) {
                  return perChannel(p, [](double v, int i) {

@@ -65,6 +65,11 @@ EMULSION_API void CleanupClampColor(Imath::Color4f& out, const Imath::Color4f& c
                                     bool keepNegative);
 EMULSION_API PixelOperationPtr makeCleanupClampOperation(bool keepNegative);
 
+/// NaN becomes 0, and infinities become 0, or with `keepInfinities` the largest half of their sign,
+/// +-65504. Works on the image itself.
+EMULSION_API void ClearInfsAndNans(const Image* image, bool keepInfinities);
+EMULSION_API PixelOperationPtr makeClearInfsAndNansOperation(bool keepInfinities);
+
 /// Highlights brighter or darker: per channel v > threshold gives threshold + (v - threshold) *
 /// gain. Alpha likewise, unless `keepAlpha`.
 EMULSION_API void RGBBloomControl(const Image* output, const Image* input, float threshold,

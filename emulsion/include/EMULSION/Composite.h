@@ -10,14 +10,14 @@
 namespace EMULSION
 {
 
-// Operators of two images. Each has two forms that agree to the last bit:
+// Operators of two images, and of two and a matte. Each has two forms that agree to the last bit:
 //
 //  - on images: into all of `output`'s bounds and channels. A null image is its colour everywhere,
 //    and one that covers only part of the output is its colour elsewhere; a channel that an image
-//    lacks reads as 0. The output may be one of the two. Two null images set
+//    lacks reads as 0. The output may be one of them. Null images alone set
 //    ERROR_INVALID_ARGUMENT, an invalid image that or ERROR_INVALID_CHANNELS, and nothing is
 //    written then.
-//  - on two colours.
+//  - on colours.
 //
 // Arithmetic is IEEE single precision in the order written; a comparison with NaN is false. All of
 // them are safe from any thread at once.
@@ -28,6 +28,17 @@ EMULSION_API void Mix(const Image* output, const Image* first, const Image* seco
                       const Imath::Color4f& backgroundSecond);
 EMULSION_API Imath::Color4f Mix(const Imath::Color4f& first, const Imath::Color4f& second,
                                 float mix);
+
+/// A mix by a matte: with w = alpha of the matte + `mix`, `first` to the bit where w <= 0, `second`
+/// to the bit where w >= 1, otherwise first * (1 - w) + second * w, each channel by itself.
+///
+/// Of the three images two may be null.
+EMULSION_API void MatteMix(const Image* output, const Image* first, const Image* second,
+                           const Image* matte, float mix, const Imath::Color4f& backgroundFirst,
+                           const Imath::Color4f& backgroundSecond,
+                           const Imath::Color4f& backgroundMatte);
+EMULSION_API Imath::Color4f MatteMix(const Imath::Color4f& first, const Imath::Color4f& second,
+                                     const Imath::Color4f& matte, float mix);
 
 // The operators of compositing, on premultiplied pixels; the first four are those of T. Porter and
 // T. Duff, "Compositing Digital Images", 1984. A and B are the values of one channel, alphaA and
