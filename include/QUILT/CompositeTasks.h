@@ -26,6 +26,32 @@ QUILT_API ref_ptr<RenderTask> createCopyTask(const std::string& name, float time
 QUILT_API ref_ptr<RenderTask> createMixTask(const std::string& name, float time, float mix,
                                             ref_ptr<RenderTask> first, ref_ptr<RenderTask> second);
 
+/// A mix by a matte: with w = alpha of the matte + `mix`, `first` where w is 0 or less, `second`
+/// where it is 1 or more, first * (1 - w) + second * w between, channel by channel.
+///
+/// Where an image has no data its background colour counts. With w for the matte's background
+/// colour: at 0 or less, the data region is that of `first` and, within the matte's, of `second`,
+/// of which nothing is read elsewhere; at 1 or more the same with the two exchanged; between, it is
+/// that of both. The matte so counts where one of the two has data: what it would make of two
+/// different background colours beyond that is not seen. Channels are those of `first` and `second`
+/// together.
+///
+/// \param mix  NaN counts as 0. From 1 on this is `second` itself, from -1 downwards `first`, which
+///             comes before both where the two are one task
+/// Other inputs must not be null.
+QUILT_API ref_ptr<RenderTask> createMatteMixTask(const std::string& name, float time, float mix,
+                                                 ref_ptr<RenderTask> first,
+                                                 ref_ptr<RenderTask> second,
+                                                 ref_ptr<RenderTask> matte);
+
+/// The input without NaN, which becomes 0, and without infinities, which become 0, or with
+/// `keepInfinities` +-65504, the largest half. The background colour stays as it is, whatever it
+/// holds. All channels of the input are read; `time` is part of the identity. The input must
+/// not be null.
+QUILT_API ref_ptr<RenderTask> createClearNansAndInfsTask(const std::string& name, float time,
+                                                         ref_ptr<RenderTask> input,
+                                                         bool keepInfinities);
+
 /// An operator of two premultiplied images, A and B, as createCompositeTask takes them. A and B in
 /// a formula are the values of one channel, alphaA and alphaB those of alpha; alpha itself follows
 /// the same formula. The numbers are written to files; 8 stands for nothing.
@@ -70,9 +96,8 @@ enum CompositeOp : uint32_t
 ///                      is 0; Screen: the larger value where one of the two is outside 0..1
 /// \param cleanupClamp  puts a createCleanupClampTask that keeps negative colours behind the
 ///                      operator, named `name` + ".clamp"
-/// \param mix           1 or more: the plain operator; less: blended with `b` by createMixTask
-/// under
-///                      `name` + ".Mix"; 0 or less, and NaN: `b` itself
+/// \param mix           1 or more: the plain operator; less: blended with `b` by createMixTask,
+///                      named `name` + ".Mix"; 0 or less, and NaN: `b` itself
 /// Throws RenderTaskRenderingException for a number that is no operator. Inputs must not be null.
 QUILT_API ref_ptr<RenderTask> createCompositeTask(const std::string& name, float time,
                                                   CompositeOp op, bool flagA, bool flagB,
@@ -125,5 +150,34 @@ QUILT_API ref_ptr<RenderTask> createPremultiplyTask(const std::string& name, flo
 QUILT_API ref_ptr<RenderTask> createUnpremultiplyTask(const std::string& name, float time,
                                                       ref_ptr<RenderTask> inputTask,
                                                       ref_ptr<RenderTask> alphaTask);
+
+/// Combines any number of images by one operator, the last of them on top.
+///
+/// The list is folded into a balanced tree of createCompositeTask, A standing behind B in the list:
+/// of i0, i1, i2, i3 it makes (i3 op i2) op (i1 op i0), of three (i2 op i1) op i0. The nodes are
+/// named `name` + ".composite." + a number from 0. No input gives an image without data, one input
+/// gives itself.
+///
+/// \param cleanupClamp  cleans up behind each node, and once more behind the last one as `name` +
+///                      ".clamp"
+QUILT_API ref_ptr<RenderTask>
+createMultiCompositeTask(const std::string& name, float time, CompositeOp op, bool flagA,
+                         bool flagB, bool cleanupClamp,
+                         const std::vector<ref_ptr<RenderTask>>& inputs);
+
+/// How mattes become one, channel by channel.
+enum MatteCombinerOp : uint32_t
+{
+    MATTECOMBINER_First = 0,   ///< the first one alone
+    MATTECOMBINER_Screen = 1,  ///< one minus the product of the inverted ones
+    MATTECOMBINER_Multiply = 2 ///< the product
+};
+
+/// Combines any number of mattes, as a balanced tree of createCompositeTask.
+///
+/// One input gives itself. Null for an empty list, and for a number that is no operator.
+QUILT_API ref_ptr<RenderTask>
+createMatteCombinerTask(const std::string& name, float time, const MatteCombinerOp& op,
+                        const std::vector<ref_ptr<RenderTask>>& inputs);
 
 }

@@ -165,4 +165,10 @@ QUILT_API ref_ptr<RenderTask> createHueWheelTask(const std::string& name, float 
                                                  const UTIL::Rect& rect,
                                                  const HueWheelParams& params);
 
+/// No data and no channels: `color` is all there is, as the background colour.
+///
+/// What reads it finds that colour everywhere. It has no tiles: a render of it brings none.
+QUILT_API ref_ptr<RenderTask> createEmptyTask(const std::string& name, float time,
+                                              const Imath::Color4<float>& color);
+
 }

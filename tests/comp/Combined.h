@@ -21,21 +21,26 @@ inline Imath::Color4f colorAt(const PatternParams& params, int64_t x, int64_t y)
     return color;
 }
 
-/// What combine(a, b) makes of the colours of two patterns, pixel by pixel.
-Picture combined(const PatternParams& a, const PatternParams& b, const UTIL::Rect& area,
-                 unsigned long channels, const auto& combine)
+/// color(x, y) for each pixel.
+Picture pictureOf(const UTIL::Rect& area, unsigned long channels, const auto& color)
 {
     Picture picture(area, channels);
     const EMULSION::Image image = picture.image();
     for (int64_t y = area.y0; y < area.y1; ++y)
     {
         for (int64_t x = area.x0; x < area.x1; ++x)
-        {
-            const Imath::Color4f color = combine(colorAt(a, x, y), colorAt(b, x, y));
-            EMULSION::SetPixel(&image, x, y, color.getValue());
-        }
+            EMULSION::SetPixel(&image, x, y, Imath::Color4f(color(x, y)).getValue());
     }
     return picture;
+}
+
+/// What combine(a, b) makes of the colours of two patterns, pixel by pixel.
+Picture combined(const PatternParams& a, const PatternParams& b, const UTIL::Rect& area,
+                 unsigned long channels, const auto& combine)
+{
+    return pictureOf(area, channels, [&](int64_t x, int64_t y) {
+        return combine(colorAt(a, x, y), colorAt(b, x, y));
+    });
 }
 
 }

@@ -2,6 +2,7 @@
 #include <EMULSION/Error.h>
 #include <EMULSION/Painters.h>
 #include <EMULSION/Plumbing.h>
+#include <QUILT/Exceptions.h>
 #include <QUILT/ProceduralTasks.h>
 
 #include <functional>
@@ -332,4 +333,27 @@ TEST_F(GeneratorTest, TilesOfAHueWheelJoin)
     const ref_ptr<RenderTask> wheel = hueWheel({10, 11.5f, 9, 1.25f});
     const Picture tiled = render(wheel, Rect(-4, -4, 30, 30));
     EXPECT_EQ(difference(rendered(wheel, tiled.bounds, 15), tiled), "");
+}
+
+TEST(Empty, IsABackgroundColourAndNothingElse)
+{
+    const ref_ptr<RenderTask> task = createEmptyTask("empty", 0, Color4f(0.5f, 2, -1, 1));
+    unsigned long channels = 15;
+    UTIL::Region region(s_rect);
+    task->getOutputDescription(&channels, &region);
+    EXPECT_EQ(channels, 0u);
+    EXPECT_TRUE(region.isEmpty());
+    EXPECT_EQ(task->getBackgroundColor(), Color4f(0.5f, 2, -1, 1));
+    EXPECT_EQ(task->getCacheID(), compressCacheID("Empty Task {0.5,2,-1,1,}"));
+    try
+    {
+        task->renderRect(nullptr, std::vector<const EMULSION::Image*>());
+        FAIL() << "it rendered";
+    }
+    catch (const RenderTaskRenderingException& error)
+    {
+        EXPECT_STREQ(error.what(), "EmptyTask was asked to render a rectangle.");
+        EXPECT_EQ(error.errorCode(), -1);
+    }
+    RenderManager::ClearRenderTaskCache();
 }

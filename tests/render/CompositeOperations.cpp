@@ -58,6 +58,44 @@ ref_ptr<RenderTask> makeShortComposite(Random& random, const Inputs& inputs)
     return tame(makeComposite<Op>(random, {tame(inputs[0]), tame(inputs[1])}));
 }
 
+// The backgrounds are zero; that of the matte is lifted to every kind there is. Its NaN would make
+// NaN of nothing where the others have no data.
+ref_ptr<RenderTask> makeMatteMix(Random& random, const Inputs& inputs)
+{
+    float lift[20] = {1, 0, 0, 0, 0, 0, 1, 0, 0, 0, 0, 0, 1, 0, 0, 0, 0, 0, 1};
+    lift[19] = static_cast<float>(random.between(0, 8)) / 4;
+    const auto mix = static_cast<float>(random.between(-4, 4)) / 4;
+    return createMatteMixTask("mattemix", 0, mix, inputs[0], inputs[1],
+                              createColorTransformTask("matte", 0, lift, tame(inputs[2])));
+}
+
+// Not so large that operators one behind the other make infinities on the way.
+ref_ptr<RenderTask> mild(const ref_ptr<RenderTask>& input)
+{
+    const Imath::Color4f most(1e4f, 1e4f, 1e4f, 1e4f);
+    return createClampTask("mild", 0, most * -1.0f, most, true, true, tame(input));
+}
+
+// Of all its inputs, without some of them, or with some of them several times.
+ref_ptr<RenderTask> makeMultiComposite(Random& random, const Inputs& inputs)
+{
+    constexpr CompositeOp operators[] = {COMPOSITEOP_Over, COMPOSITEOP_Screen, COMPOSITEOP_Max,
+                                         COMPOSITEOP_In};
+    const CompositeOp op = random.pick(operators);
+    const bool flagA = random.oneIn(2), flagB = random.oneIn(2), cleanup = random.oneIn(4);
+    Inputs list;
+    for (int64_t count = random.between(0, 9); count > 0; --count)
+        list.push_back(mild(inputs[static_cast<size_t>(random.between(0, 2))]));
+    return tame(createMultiCompositeTask("multi", 0, op, flagA, flagB, cleanup, list));
+}
+
+ref_ptr<RenderTask> makeMatteCombiner(Random& random, const Inputs& inputs)
+{
+    const auto op = static_cast<MatteCombinerOp>(random.between(0, 2));
+    return tame(createMatteCombinerTask("mattes", 0, op,
+                                        {mild(inputs[0]), mild(inputs[1]), mild(inputs[2])}));
+}
+
 }
 
 void addCompOperations(std::vector<Operation>& table)
@@ -86,6 +124,14 @@ void addCompOperations(std::vector<Operation>& table)
                          return createUnpremultiplyTask("other", 0, inputs[0], inputs[1]);
                      },
                      false, true});
+    table.push_back({"MatteMix", 3, makeMatteMix, true});
+    table.push_back({"ClearNansAndInfs", 1,
+                     [](Random& random, const Inputs& inputs) {
+                         return createClearNansAndInfsTask("clear", 0, inputs[0], random.oneIn(2));
+                     },
+                     false, true});
+    table.push_back({"MultiComposite", 3, makeMultiComposite});
+    table.push_back({"MatteCombiner", 3, makeMatteCombiner});
     table.insert(table.end(), {
                                   {"Add", 2, makeShortComposite<COMPOSITEOP_Add>},
                                   {"Atop", 2, makeShortComposite<COMPOSITEOP_Atop>},

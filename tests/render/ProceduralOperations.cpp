@@ -124,6 +124,9 @@ ref_ptr<RenderTask> makeHueWheel(Random& random, const Inputs&)
 
 void addProceduralOperations(std::vector<Operation>& table)
 {
+    table.push_back({"Empty", 0, [](Random& random, const Inputs&) {
+                         return createEmptyTask("empty", 0, awkwardColor(random));
+                     }});
     table.push_back({"Color", 0, makeColor});
     table.push_back({"Gradient", 0, makeGradient});
     table.push_back({"Ramp", 0, makeRamp});

@@ -159,6 +159,19 @@ TEST(RenderCommand, SaysThatAPictureWithoutChannelsIsNotWritten)
     EXPECT_TRUE(result.err.starts_with("c: an error: it has no channels")) << result.err;
 }
 
+TEST(RenderCommand, SaysWhichNodeMakesNoPicture)
+{
+    const TestFolder folder;
+    const Json graph =
+        graphOf({{"m", node("MatteCombiner", Json::object(), {{"inputs", Json::array()}})}},
+                {output("m", "m.exr")});
+    const ProcessResult result = runTool(folder, {"render", folder.write("g.json", graph)});
+    EXPECT_EQ(result.status, s_failed);
+    EXPECT_TRUE(result.err.starts_with("m: an error: MatteCombiner makes no picture of these "
+                                       "inputs; a list of them may be empty"))
+        << result.err;
+}
+
 TEST(RenderCommand, SaysWhenATileFails)
 {
     const TestFolder folder;

@@ -123,6 +123,9 @@ private:
         {
             arguments.values = makeValues();
             ref_ptr<RenderTask> task = operation.build(arguments);
+            if (!task)
+                throw std::runtime_error(operation.name + " makes no picture of these inputs; a "
+                                                          "list of them may be empty");
             task->getOutputDescription(nullptr, nullptr);
             // Factories may leave an error behind instead of throwing it.
             QUILT::CheckError();

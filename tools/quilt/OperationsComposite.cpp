@@ -1,3 +1,5 @@
+#include <algorithm>
+#include <iterator>
 #include <stdexcept>
 #include <string>
 
@@ -47,9 +49,26 @@ ref_ptr<RenderTask> buildZComposite(const Arguments& a)
                                        a.values.mask("depthChannel"));
 }
 
+Param flagA()
+{
+    return flag("flagA", "Max, Min: the value that is larger (smaller) in magnitude.")
+        .defaultsTo(false);
 }
 
-std::vector<Operation> compositeOperations()
+Param flagB()
+{
+    return flag("flagB", "Over, Under, Atop, In, Out: alpha as a weight is clamped to 0..1; "
+                         "Screen: the larger value where one is outside 0..1.")
+        .defaultsTo(false);
+}
+
+Param cleanupClamp()
+{
+    return flag("cleanupClamp", "Removes infinities, NaN and alpha outside 0..1 from the result.")
+        .defaultsTo(false);
+}
+
+std::vector<Operation> blendOperations()
 {
     return {
         {"Copy",
@@ -71,17 +90,54 @@ std::vector<Operation> compositeOperations()
                                          a.input("second"));
          }},
 
+        {"MatteMix",
+         "Blends two pictures by a matte: by the alpha of matte + mix, from 0 the first one to 1 "
+         "the second.",
+         {{"first"}, {"second"}, {"matte"}},
+         {number("mix", "Added to the matte: 1 is the second picture everywhere, -1 the first.")
+              .defaultsTo(0)
+              .between(-1, 1)},
+         [](const Arguments& a) {
+             return QUILT::createMatteMixTask(a.name, a.time, a.values.number("mix"),
+                                              a.input("first"), a.input("second"),
+                                              a.input("matte"));
+         }},
+
+        {"MatteCombiner",
+         "Makes one matte of many, channel by channel.",
+         {{"inputs", false, true}},
+         {choice("op",
+                 "First: the first one alone; Screen: one minus the product of what each lets "
+                 "through; Multiply: the product.",
+                 {{"First", QUILT::MATTECOMBINER_First},
+                  {"Screen", QUILT::MATTECOMBINER_Screen},
+                  {"Multiply", QUILT::MATTECOMBINER_Multiply}})
+              .defaultsTo("Screen")},
+         [](const Arguments& a) {
+             return QUILT::createMatteCombinerTask(a.name, a.time,
+                                                   a.values.choice<QUILT::MatteCombinerOp>("op"),
+                                                   a.inputList("inputs"));
+         }},
+
+        {"ClearNansAndInfs",
+         "Replaces NaN by 0, and infinities by 0 or the largest half.",
+         {{"input"}},
+         {flag("keepInfinities", "True: infinities become +-65504; false: they become 0.")
+              .defaultsTo(false)},
+         [](const Arguments& a) {
+             return QUILT::createClearNansAndInfsTask(a.name, a.time, a.input("input"),
+                                                      a.values.flag("keepInfinities"));
+         }},
+    };
+}
+
+std::vector<Operation> operatorOperations()
+{
+    return {
         {"Composite",
          "Combines two pictures by an operator such as Over, which lays a on b.",
          {{"a"}, {"b"}},
-         {compositeOp().defaultsTo("Over"),
-          flag("flagA", "Max, Min: the value that is larger (smaller) in magnitude.")
-              .defaultsTo(false),
-          flag("flagB", "Over, Under, Atop, In, Out: alpha as a weight is clamped to 0..1; Screen: "
-                        "the larger value where one is outside 0..1.")
-              .defaultsTo(false),
-          flag("cleanupClamp", "Removes infinities, NaN and alpha outside 0..1 from the result.")
-              .defaultsTo(false),
+         {compositeOp().defaultsTo("Over"), flagA(), flagB(), cleanupClamp(),
           number("mix", "How much of the result; 0 is b, 1 the plain result.")
               .defaultsTo(1)
               .between(0, 1)},
@@ -98,7 +154,26 @@ std::vector<Operation> compositeOperations()
          {mask("depthChannel", "Where the depth inputs hold the depth; the lowest channel counts.")
               .defaultsTo("r")},
          buildZComposite},
+
+        {"MultiComposite",
+         "Combines any number of pictures by an operator, the last of the list on top.",
+         {{"inputs", false, true}},
+         {compositeOp().defaultsTo("Over"), flagA(), flagB(), cleanupClamp()},
+         [](const Arguments& a) {
+             return QUILT::createMultiCompositeTask(
+                 a.name, a.time, a.values.choice<QUILT::CompositeOp>("op"), a.values.flag("flagA"),
+                 a.values.flag("flagB"), a.values.flag("cleanupClamp"), a.inputList("inputs"));
+         }},
     };
+}
+
+}
+
+std::vector<Operation> compositeOperations()
+{
+    std::vector<Operation> all = blendOperations();
+    std::ranges::move(operatorOperations(), std::back_inserter(all));
+    return all;
 }
 
 }

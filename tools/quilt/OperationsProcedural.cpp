@@ -122,6 +122,14 @@ ref_ptr<RenderTask> buildHueWheel(const Arguments& a)
 std::vector<Operation> gradients()
 {
     return {
+        {"Empty",
+         "No data and no channels: a colour that lies everywhere, as a background.",
+         {},
+         {color("color", "The background colour.").defaultsTo({0, 0, 0, 0})},
+         [](const Arguments& a) {
+             return QUILT::createEmptyTask(a.name, a.time, a.values.color("color"));
+         }},
+
         {"Gradient",
          "Four colours in the corners of a rectangle, and what lies between them.",
          {},
