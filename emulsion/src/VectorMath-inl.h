@@ -132,6 +132,28 @@ HWY_INLINE hn::Vec<DD> polynomial(DD dd, hn::Vec<DD> x, double constant, double 
 // Doubles in, doubles out. The functions on them are good to 2^-32 of their results, and take no
 // more care of special cases than said.
 
+// x, or the limit if x is less (more). A NaN stays: the answer of the instructions to one is their
+// second operand.
+template <class V>
+HWY_INLINE V atLeast(V limit, V x)
+{
+#if HWY_TARGET == HWY_SCALAR || HWY_TARGET == HWY_EMU128
+    return hn::IfThenElse(hn::Lt(x, limit), limit, x);
+#else
+    return hn::Max(limit, x);
+#endif
+}
+
+template <class V>
+HWY_INLINE V atMost(V limit, V x)
+{
+#if HWY_TARGET == HWY_SCALAR || HWY_TARGET == HWY_EMU128
+    return hn::IfThenElse(hn::Gt(x, limit), limit, x);
+#else
+    return hn::Min(limit, x);
+#endif
+}
+
 // 2^t as 2^n (1 + rest). A t beyond +-`s_largestExponent` counts as that: such a power is nothing
 // or infinity to a float. `exponent` is n in the bits of a double's exponent. A NaN that was a
 // float's gets into `rest` alone, because it has nothing but zeros among the bits of n.
@@ -140,24 +162,10 @@ constexpr double s_largestExponent = 600.0;
 template <class DD>
 using BitsOf = hn::Vec<hn::RebindToUnsigned<DD>>;
 
-// A NaN stays.
-template <class DD>
-HWY_INLINE hn::Vec<DD> limitExponent(DD dd, hn::Vec<DD> t)
-{
-    const auto highest = hn::Set(dd, s_largestExponent), lowest = hn::Set(dd, -s_largestExponent);
-#if HWY_TARGET == HWY_SCALAR || HWY_TARGET == HWY_EMU128
-    t = hn::IfThenElse(hn::Gt(t, highest), highest, t);
-    return hn::IfThenElse(hn::Lt(t, lowest), lowest, t);
-#else
-    // The instructions' answer to a NaN is their second operand.
-    return hn::Min(highest, hn::Max(lowest, t));
-#endif
-}
-
 template <class DD>
 HWY_INLINE void splitExp2(DD dd, hn::Vec<DD> t, BitsOf<DD>& exponent, hn::Vec<DD>& rest)
 {
-    t = limitExponent(dd, t);
+    t = atMost(hn::Set(dd, s_largestExponent), atLeast(hn::Set(dd, -s_largestExponent), t));
     // At this size the last bit of a double is worth 1: the sum rounds t, and holds it in its
     // lowest bits.
     const auto rounding = hn::Set(dd, 0x1.8p52);

@@ -16,21 +16,22 @@
 namespace EMULSION::Private
 {
 
-// What the curve of one channel is computed with.
+// What the curve of one channel is computed with: codes as fractions of the highest, and logarithms
+// to the base 2.
 struct FilmCurve
 {
-    static constexpr double highestCode = 1023.0;
-
-    FilmCurve(float black, float white, float gamma, bool tenBit)
-        : whiteCode(white * (tenBit ? 1.0 : highestCode)),
-          slope(0.002 / gamma * std::numbers::ln10 / std::numbers::ln2),
-          offset(std::exp2((black * (tenBit ? 1.0 : highestCode) - whiteCode) * slope)),
+    FilmCurve(float blackAsked, float whiteAsked, float gamma, bool tenBit)
+        : white(tenBit ? whiteAsked / highestCode : whiteAsked),
+          slope(0.002 * highestCode / gamma * std::numbers::ln10 / std::numbers::ln2),
+          offset(std::exp2(((tenBit ? blackAsked / highestCode : blackAsked) - white) * slope)),
           gain(1.0 / (1.0 - offset)),
           lowest(std::max<double>(offset * 0x1p-24, std::numeric_limits<float>::min()))
     {}
 
-    double whiteCode;
-    double slope; // of the logarithm to the base 2, for one code
+    static constexpr double highestCode = 1023.0;
+
+    double white;
+    double slope; // of the logarithm
     double offset;
     double gain;
     double lowest; // that a logarithm is taken of
@@ -67,9 +68,8 @@ struct ToLinearFormula
     {
         const FilmCurve& curve = curves.of(channel);
         const auto toLinear = [&curve](auto dd, auto v) HWY_ATTR {
-            const auto code = hn::Mul(v, hn::Set(dd, FilmCurve::highestCode));
-            const auto exponent =
-                hn::Mul(hn::Sub(code, hn::Set(dd, curve.whiteCode)), hn::Set(dd, curve.slope));
+            const auto exponent = hn::Sub(hn::Mul(v, hn::Set(dd, curve.slope)),
+                                          hn::Set(dd, curve.white * curve.slope));
             const auto light = hn::Sub(exp2Doubles(dd, exponent), hn::Set(dd, curve.offset));
             return hn::Mul(light, hn::Set(dd, curve.gain));
         };
@@ -86,17 +86,14 @@ struct ToLogFormula
     {
         const FilmCurve& curve = curves.of(channel);
         const auto toLog = [&curve](auto dd, auto v) HWY_ATTR {
-            const auto lowest = hn::Set(dd, curve.lowest);
-            auto power =
-                hn::Add(hn::Mul(v, hn::Set(dd, 1.0 / curve.gain)), hn::Set(dd, curve.offset));
-            power = hn::IfThenElse(hn::Lt(power, lowest), lowest, power);
+            const auto power = atLeast(
+                hn::Set(dd, curve.lowest),
+                hn::Add(hn::Mul(v, hn::Set(dd, 1.0 / curve.gain)), hn::Set(dd, curve.offset)));
             // Infinity and NaN are their own logarithms.
             const auto isFinite =
                 hn::Lt(power, hn::Set(dd, std::numeric_limits<double>::infinity()));
             const auto log = hn::IfThenElse(isFinite, log2Doubles(dd, power), power);
-            const auto code =
-                hn::Add(hn::Mul(log, hn::Set(dd, 1.0 / curve.slope)), hn::Set(dd, curve.whiteCode));
-            return hn::Mul(code, hn::Set(dd, 1.0 / FilmCurve::highestCode));
+            return hn::Add(hn::Mul(log, hn::Set(dd, 1.0 / curve.slope)), hn::Set(dd, curve.white));
         };
         return withOneNaN(d, inDoubles(d, toLog, x));
     }
