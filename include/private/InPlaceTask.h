@@ -1,5 +1,6 @@
 #pragma once
 
+#include <optional>
 #include <vector>
 
 #include <EMULSION/PixelOperation.h>
@@ -49,6 +50,10 @@ public:
     void addOp(ref_ptr<InPlaceOp> op); ///< one that runs before all that are here
     ref_ptr<InPlaceOp> getOp() const;  ///< the only one
 
+    /// What the merged operations make of the background, as the first merged task was described.
+    /// They are not asked again when the head is described after its merge.
+    void setMergedBackground(const Imath::Color4<float>& color);
+
     /// Whether chains collapse, in the whole process; true at the start. A switch for tests.
     static void setCollapsing(bool collapsing);
     static bool isCollapsing();
@@ -76,6 +81,7 @@ private:
     void runChain(const EMULSION::Image* output, const EMULSION::Image* input) const;
 
     std::vector<ref_ptr<InPlaceOp>> m_ops;    // [0] is the last to run, nearest the consumers
+    std::optional<Imath::Color4<float>> m_mergedBackground;
     unsigned long m_intermediateChannels = 0; // that pass between operations
     std::vector<Step> m_steps;                // of a chain, in the order in which they run
 };

@@ -76,6 +76,11 @@ std::string InPlaceTask::getType() const
     return m_ops.size() == 1 ? m_ops[0]->getName() : "ConcatenatedInPlaceOp";
 }
 
+void InPlaceTask::setMergedBackground(const Imath::Color4<float>& color)
+{
+    m_mergedBackground = color;
+}
+
 void InPlaceTask::computeCacheID(CacheIDStream& stream)
 {
     for (const ref_ptr<InPlaceOp>& op : m_ops)
@@ -104,6 +109,8 @@ UTIL::Region InPlaceTask::computeOutputDataRegion()
 
 Imath::Color4<float> InPlaceTask::computeBackgroundColor()
 {
+    if (m_mergedBackground)
+        return m_ops[0]->computeBackgroundColor(*m_mergedBackground);
     Imath::Color4<float> color = getInputBackgroundColor(0);
     for (auto op = m_ops.rbegin(); op != m_ops.rend(); ++op)
         color = (*op)->computeBackgroundColor(color);

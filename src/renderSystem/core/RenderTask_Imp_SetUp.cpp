@@ -110,6 +110,8 @@ void RenderTask_Imp::mergeRuns(const std::vector<RenderTask_Imp*>& chain)
             auto* const merged = dynamic_cast<InPlaceTask*>(chain[end]->m_parentTask);
             if (!merged)
                 break;
+            if (end == i + 1)
+                head->setMergedBackground(chain[end]->m_backgroundColor);
             head->addOp(merged->getOp());
             chain[i]->m_mergedNodeIDs += chain[end]->m_nodeID; // an edit of it is one of the head
             ++end;
