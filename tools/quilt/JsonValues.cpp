@@ -100,15 +100,15 @@ std::optional<int64_t> channelMask(const Json& json)
     return mask;
 }
 
-std::optional<Curve> curveOf(const Json& json)
+namespace
 {
-    Curve curve;
-    if (const auto numbers = floatNumbers(json))
-    {
-        for (const double number : *numbers)
-            curve.numbers.push_back(static_cast<float>(number));
-        return curve;
-    }
+
+// Whichever of the two forms there is.
+std::optional<std::vector<double>> pointsOf(const Json& json)
+{
+    if (auto numbers = floatNumbers(json))
+        return numbers->size() % 2 == 0 ? numbers : std::nullopt;
+    std::vector<double> points;
     if (!json.is_array())
         return std::nullopt;
     for (const Json& entry : json)
@@ -116,9 +116,24 @@ std::optional<Curve> curveOf(const Json& json)
         const auto point = floatNumbers(entry);
         if (!point || point->size() != 2)
             return std::nullopt;
-        curve.points.emplace_back(static_cast<float>((*point)[0]), static_cast<float>((*point)[1]));
+        points.insert(points.end(), point->begin(), point->end());
     }
-    return curve;
+    return points;
+}
+
+}
+
+std::optional<Curve> curveOf(const Json& json)
+{
+    const auto points = pointsOf(json);
+    if (!points)
+        return std::nullopt;
+    for (size_t i = 2; i < points->size(); i += 2)
+    {
+        if ((*points)[i] < (*points)[i - 2])
+            return std::nullopt;
+    }
+    return Curve{std::vector<float>(points->begin(), points->end())};
 }
 
 }

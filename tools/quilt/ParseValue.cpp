@@ -53,7 +53,7 @@ std::string expectation(const Param& param)
     case ParamType::Matrix:
         return std::to_string(param.count) + " numbers, row by row";
     case ParamType::Curve:
-        return "numbers in a row, or points [[x, y], ...]";
+        return "points [[x, y], ...] by growing x, or the same numbers in a row";
     case ParamType::List:
         return "a list" + (param.count ? " of " + std::to_string(param.count) : "");
     case ParamType::Object:

@@ -39,11 +39,6 @@ UTIL::Rect mixed(const UTIL::Rect& a, const UTIL::Rect& b, double t)
     return {mixed(a.x0, b.x0, t), mixed(a.y0, b.y0, t), mixed(a.x1, b.x1, t), mixed(a.y1, b.y1, t)};
 }
 
-Imath::V2f mixed(const Imath::V2f& a, const Imath::V2f& b, double t)
-{
-    return {mixed(a.x, b.x, t), mixed(a.y, b.y, t)};
-}
-
 template <class T>
 std::vector<T> mixed(const std::vector<T>& a, const std::vector<T>& b, double t)
 {
@@ -74,8 +69,7 @@ public:
     void operator()(double number) { (*this)(toFloat(number)); }
     void operator()(float number) { m_text += numberText(number) + ','; }
     void operator()(const UTIL::Rect& rect) { all(rect.x0, rect.y0, rect.x1, rect.y1); }
-    void operator()(const Imath::V2f& point) { all(point.x, point.y); }
-    void operator()(const Curve& curve) { all(curve.numbers, curve.points); }
+    void operator()(const Curve& curve) { (*this)(curve.points); }
     void operator()(const Value& value) { std::visit(*this, value.data); }
     void operator()(const std::shared_ptr<Values>& object) { m_text += object->exactNumbers(); }
 
@@ -195,9 +189,9 @@ std::vector<float> Values::matrix(const std::string& name) const
     return all;
 }
 
-const Curve& Values::curve(const std::string& name) const
+const std::vector<float>& Values::curve(const std::string& name) const
 {
-    return get<Curve>(name);
+    return get<Curve>(name).points;
 }
 
 const Values& Values::object(const std::string& name) const
@@ -246,11 +240,7 @@ bool canInterpolate(const Value& a, const Value& b)
     if (const auto* rects = std::get_if<std::vector<UTIL::Rect>>(&a.data))
         return sameSize(*rects);
     if (const auto* curve = std::get_if<Curve>(&a.data))
-    {
-        const Curve& other = std::get<Curve>(b.data);
-        return curve->numbers.size() == other.numbers.size() &&
-               curve->points.size() == other.points.size();
-    }
+        return curve->points.size() == std::get<Curve>(b.data).points.size();
     return std::holds_alternative<int64_t>(a.data) || std::holds_alternative<double>(a.data);
 }
 
@@ -260,8 +250,7 @@ Value interpolated(const Value& a, const Value& b, double t)
         using T = std::decay_t<decltype(first)>;
         const T& second = std::get<T>(b.data);
         if constexpr (std::is_same_v<T, Curve>)
-            return {Curve{mixed(first.numbers, second.numbers, t),
-                          mixed(first.points, second.points, t)}};
+            return {Curve{mixed(first.points, second.points, t)}};
         else if constexpr (std::is_same_v<T, int64_t> || std::is_same_v<T, double> ||
                            std::is_same_v<T, std::vector<double>> ||
                            std::is_same_v<T, std::vector<UTIL::Rect>>)

@@ -15,11 +15,9 @@
 namespace QuiltTool
 {
 
-/// Numbers in a row, or points, whichever the graph file gives.
 struct Curve
 {
-    std::vector<float> numbers;
-    std::vector<Imath::V2f> points;
+    std::vector<float> points; ///< x and y in turn; x never falls
 };
 
 class Values;
@@ -57,7 +55,7 @@ public:
     UTIL::Region region(const std::string& name) const;
     unsigned long mask(const std::string& name) const;
     std::vector<float> matrix(const std::string& name) const;
-    const Curve& curve(const std::string& name) const;
+    const std::vector<float>& curve(const std::string& name) const; ///< x and y in turn
     const Values& object(const std::string& name) const;
     std::vector<float> numbers(const std::string& name) const;       ///< a list of numbers
     std::vector<std::string> texts(const std::string& name) const;   ///< a list of strings
