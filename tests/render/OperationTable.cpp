@@ -25,6 +25,7 @@ const std::vector<Operation>& operations()
         addChannelOperations(table);
         addColorOperations(table);
         addToneOperations(table);
+        addCurveOperations(table);
         addCompOperations(table);
         addGeometryOperations(table);
         return table;

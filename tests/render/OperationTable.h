@@ -69,5 +69,6 @@ void addChannelOperations(std::vector<Operation>& table);
 void addColorOperations(std::vector<Operation>& table);
 void addGeometryOperations(std::vector<Operation>& table);
 void addToneOperations(std::vector<Operation>& table);
+void addCurveOperations(std::vector<Operation>& table);
 
 }

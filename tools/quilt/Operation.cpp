@@ -13,9 +13,9 @@ namespace
 std::vector<Operation> makeOperations()
 {
     std::vector<Operation> all;
-    for (const auto family :
-         {alphaOperations, channelOperations, colorOperations, compositeOperations, fileOperations,
-          geometryOperations, proceduralOperations, toneOperations})
+    for (const auto family : {alphaOperations, channelOperations, colorOperations,
+                              compositeOperations, curveAndHueOperations, fileOperations,
+                              geometryOperations, proceduralOperations, toneOperations})
         std::ranges::move(family(), std::back_inserter(all));
     std::ranges::sort(all, {}, &Operation::name);
     return all;

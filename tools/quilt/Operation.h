@@ -68,6 +68,7 @@ std::vector<Operation> alphaOperations();
 std::vector<Operation> channelOperations();
 std::vector<Operation> colorOperations();
 std::vector<Operation> compositeOperations();
+std::vector<Operation> curveAndHueOperations();
 std::vector<Operation> fileOperations();
 std::vector<Operation> geometryOperations();
 std::vector<Operation> proceduralOperations();
