@@ -77,6 +77,44 @@ HWY_NOINLINE void combinePlanes(const Formula& original, const SidePlanes (&side
 }
 
 template <size_t N, class Formula>
+void combineChannels(const Formula& formula, const SidePlanes (&sides)[N], uint64_t channels,
+                     size_t count, const Planes& result)
+{
+    for (int channel = 0; channel < 4; ++channel)
+    {
+        if (channels >> channel & 1)
+            combinePlanes(formula, sides, channel, count, result.all[channel]);
+    }
+}
+
+// All four channels at once.
+template <class Formula>
+HWY_NOINLINE void combinePixels(const Formula& original, const SidePlanes (&sides)[2], size_t count,
+                                const Planes& result)
+{
+    const hn::ScalableTag<float> d;
+    const Formula formula = original;
+    hn::Vec<decltype(d)> a[4], b[4], made[4];
+    for (size_t i = 0; i < count; i += hn::Lanes(d))
+    {
+        for (int channel = 0; channel < 4; ++channel)
+        {
+            a[channel] = hn::Load(d, sides[0].plane(channel) + i);
+            b[channel] = hn::Load(d, sides[1].plane(channel) + i);
+        }
+        formula(d, a, b, made);
+        for (int channel = 0; channel < 4; ++channel)
+            hn::Store(made[channel], d, result.all[channel] + i);
+    }
+}
+
+template <class Formula, class D = hn::ScalableTag<float>, class V = hn::Vec<D>>
+constexpr bool s_takesPixels = requires(const Formula& formula, D d, const V (&in)[4], V (&out)[4])
+{
+    formula(d, in, in, out);
+};
+
+template <size_t N, class Formula>
 void combinePart(const Image& output, const Private::Side (&sides)[N], const UTIL::Rect& part,
                  const Formula& formula)
 {
@@ -100,11 +138,10 @@ void combinePart(const Image& output, const Private::Side (&sides)[N], const UTI
             const size_t paddedCount = (count + granularity - 1) / granularity * granularity;
             for (SidePlanes& side : planes)
                 side.load(x, y, count);
-            for (int channel = 0; channel < 4; ++channel)
-            {
-                if (output.channels >> channel & 1)
-                    combinePlanes(formula, planes, channel, paddedCount, result.all[channel]);
-            }
+            if constexpr (s_takesPixels<Formula>)
+                combinePixels(formula, planes, paddedCount, result);
+            else
+                combineChannels(formula, planes, output.channels, paddedCount, result);
             writer.write(result.all, count, Private::pixelOf(output, x, y));
         }
     }
@@ -113,8 +150,9 @@ void combinePart(const Image& output, const Private::Side (&sides)[N], const UTI
 // Fills the output by formula(d, a, b), with vectors of one channel of the two sides, or by
 // formula(d, a, b, alphaOfA, alphaOfB) where that depends on alpha; of a third side it is the alpha
 // alone that counts, in formula(d, a, b, alphaOfTheThird). It does the same for every channel,
-// alpha too, unless it takes the channel's number behind the alphas of two sides. The images have
-// been checked.
+// alpha too, unless it takes the channel's number behind the alphas of two sides. Where channels
+// differ more than that, it is formula(d, a, b, result), with arrays of the four channels of two
+// sides. The images have been checked.
 template <size_t N, class Formula>
 void combine(const Image& output, const Private::Side (&sides)[N], const Formula& formula)
 {

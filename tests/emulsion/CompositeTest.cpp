@@ -24,6 +24,7 @@ enum Laws
     Commutes = 1,
     Associates = 2,         // between 0 and 1
     TakesAlphaOfSecond = 4, // as it is
+    MixesWhiteIntoAlpha = 8 // by the formula with 1 for A
 };
 
 struct OperatorCase
@@ -48,6 +49,18 @@ double clamped(double alpha)
     return std::clamp(alpha, 0.0, 1.0);
 }
 
+constexpr float s_ease[] = {0, 0, 0.5f, 0.75f, 1, 1}, s_bend[] = {0, 0.25f, 2, 0.75f};
+
+double easeOf(double alpha)
+{
+    return clamped(alpha < 0.5 ? alpha * 1.5 : 0.5 + alpha * 0.5);
+}
+
+double bendOf(double alpha)
+{
+    return 0.25 + std::clamp(alpha, 0.0, 2.0) * 0.25;
+}
+
 const OperatorCase s_operators[] = {
     {"Mix", "", 0,
      [](auto output, auto first, auto second, const Color4f& a, const Color4f& b) {
@@ -55,6 +68,26 @@ const OperatorCase s_operators[] = {
      },
      [](const Color4f& first, const Color4f& second) { return Mix(first, second, 0.3f); },
      [](double a, double b, double, double) { return a * 0.7 + b * 0.3; }},
+    {"AddMix", "", MixesWhiteIntoAlpha,
+     [](auto output, auto first, auto second, const Color4f& a, const Color4f& b) {
+         AddMix(output, first, second, false, s_ease, 3, s_bend, 2, a, b);
+     },
+     [](const Color4f& first, const Color4f& second) {
+         return AddMix(first, second, false, s_ease, 3, s_bend, 2);
+     },
+     [](double a, double b, double alphaA, double alphaB) {
+         return a * easeOf(alphaA) + b * (1 - bendOf(alphaB));
+     }},
+    {"AddMix", "Premultiplied", 0,
+     [](auto output, auto first, auto second, const Color4f& a, const Color4f& b) {
+         AddMix(output, first, second, true, s_ease, 3, s_bend, 2, a, b);
+     },
+     [](const Color4f& first, const Color4f& second) {
+         return AddMix(first, second, true, s_ease, 3, s_bend, 2);
+     },
+     [](double a, double b, double alphaA, double alphaB) {
+         return (alphaA == 0 ? 0 : a / alphaA) * easeOf(alphaA) + b * (1 - bendOf(alphaB));
+     }},
     {"MatteMix", "BySecond", 0,
      [](auto output, auto first, auto second, const Color4f& a, const Color4f& b) {
          MatteMix(output, first, second, second, 0.3f, a, b, b);
@@ -314,10 +347,13 @@ TEST_P(EveryOperator, FollowsItsFormulaAndItsLaws)
         const Color4f a = color(-4000, 4000), b = color(-4000, 4000);
         const Color4f result = op.ofColors(a, b);
         for (int i = 0; i < 4; ++i)
+        {
+            const bool mixesWhite = i == 3 && op.laws & MixesWhiteIntoAlpha;
             ASSERT_TRUE(near(result[i], i == 3 && op.laws & TakesAlphaOfSecond
                                             ? b.a
-                                            : op.formula(a[i], b[i], a.a, b.a)))
+                                            : op.formula(mixesWhite ? 1 : a[i], b[i], a.a, b.a)))
                 << a << " with " << b << " gives " << result;
+        }
         if (op.laws & Commutes)
         {
             ASSERT_EQ(result, op.ofColors(b, a)) << a << " with " << b;
