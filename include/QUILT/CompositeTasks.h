@@ -44,6 +44,24 @@ QUILT_API ref_ptr<RenderTask> createMatteMixTask(const std::string& name, float 
                                                  ref_ptr<RenderTask> second,
                                                  ref_ptr<RenderTask> matte);
 
+/// A over B with weights that are curves of the alphas: wA = curveA(alphaA), wB = curveB(alphaB).
+/// Colours are A' wA + B (1 - wB), alpha is wA + alphaB (1 - wB).
+///
+/// \param pointsA, pointsB  the curves, as pairs x, y by growing x: linear between points, at the
+///                          values of the ends outside; a last number without its pair does not
+///                          count, and without points an alpha is itself
+/// \param premultiplied     A' is A / alphaA, and 0 where alphaA is 0; otherwise it is A
+///
+/// Data region and channels are those of both together; the alpha of both is read in any case. An
+/// input that has no data in a tile counts as zero there, while in a tile that its data reaches
+/// into it goes on with its background colour. So the result is free of seams between tiles only
+/// when the background colours of both are zero. Inputs must not be null.
+QUILT_API ref_ptr<RenderTask> createAddMixTask(const std::string& name, float time,
+                                               const std::vector<float>& pointsA,
+                                               const std::vector<float>& pointsB,
+                                               ref_ptr<RenderTask> a, ref_ptr<RenderTask> b,
+                                               bool premultiplied);
+
 /// The input without NaN, which becomes 0, and without infinities, which become 0, or with
 /// `keepInfinities` +-65504, the largest half. The background colour stays as it is, whatever it
 /// holds. All channels of the input are read; `time` is part of the identity. The input must

@@ -124,6 +124,32 @@ TEST_F(MatteTasks, MixOfNothingOrAllIsOneOfItsInputs)
                               "," + in[2]->getCacheID() + ",}"));
 }
 
+TEST_F(MatteTasks, AddMixWeighsByCurvesOfBothAlphas)
+{
+    const std::vector<float> curveA{0, 0.25f, 1, 0.5f, 7}, curveB{0.5f, 0, 0.5f, 1};
+    PatternParams first = s_first;
+    first.channels = 13;
+    const auto make = [&](bool premultiplied) {
+        return createAddMixTask("t", 0, curveA, curveB, new PatternTask("a", first),
+                                new PatternTask("b", s_second), premultiplied);
+    };
+    for (const bool premultiplied : {false, true})
+    {
+        const Picture found = render(make(premultiplied), Rect(-20, -20, 60, 60));
+        const Picture expected =
+            combined(first, s_second, found.bounds, 15, [&](const Color4f& a, const Color4f& b) {
+                return EMULSION::AddMix(a, b, premultiplied, curveA.data(), 2, curveB.data(), 2);
+            });
+        EXPECT_EQ(difference(expected, found), "");
+        RenderManager::ClearRenderTaskCache();
+    }
+    const ref_ptr<RenderTask> task = make(true);
+    EXPECT_EQ(task->getCacheID(),
+              compressCacheID("AddMix {5 [ 0 0.25 1 0.5 7 ]\n4 [ 0.5 0 0.5 1 ]\n1," +
+                              inputsOf(task)[0]->getCacheID() + "," +
+                              inputsOf(task)[1]->getCacheID() + ",}"));
+}
+
 TEST_F(MatteTasks, ClearedPicturesHoldFiniteValues)
 {
     const PatternParams params{Rect(0, 0, 40, 40), 15, {s_nan, 0, 0, 0}, 5, true};

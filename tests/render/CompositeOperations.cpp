@@ -69,6 +69,19 @@ ref_ptr<RenderTask> makeMatteMix(Random& random, const Inputs& inputs)
                               createColorTransformTask("matte", 0, lift, tame(inputs[2])));
 }
 
+ref_ptr<RenderTask> makeAddMix(Random& random, const Inputs& inputs)
+{
+    std::vector<float> points[2];
+    for (std::vector<float>& curve : points)
+    {
+        const int64_t count = random.between(0, 3);
+        for (int64_t i = 0; i < count; ++i)
+            curve.insert(curve.end(), {static_cast<float>(i) / 2, randomValue(random)});
+    }
+    return createAddMixTask("addmix", 0, points[0], points[1], inputs[0], inputs[1],
+                            random.oneIn(2));
+}
+
 // Not so large that operators one behind the other make infinities on the way.
 ref_ptr<RenderTask> mild(const ref_ptr<RenderTask>& input)
 {
@@ -125,6 +138,7 @@ void addCompOperations(std::vector<Operation>& table)
                      },
                      false, true});
     table.push_back({"MatteMix", 3, makeMatteMix, true});
+    table.push_back({"AddMix", 2, makeAddMix, true});
     table.push_back({"ClearNansAndInfs", 1,
                      [](Random& random, const Inputs& inputs) {
                          return createClearNansAndInfsTask("clear", 0, inputs[0], random.oneIn(2));

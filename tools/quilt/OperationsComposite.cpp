@@ -90,6 +90,20 @@ std::vector<Operation> blendOperations()
                                          a.input("second"));
          }},
 
+        {"AddMix",
+         "Lays a on b with weights that are curves of the alphas: a wA + b (1 - wB).",
+         {{"a"}, {"b"}},
+         {curve("pointsA", "From the alpha of a to wA; without points it is alpha itself.")
+              .defaultsTo(Json::array()),
+          curve("pointsB", "From the alpha of b to wB; without points it is alpha itself.")
+              .defaultsTo(Json::array()),
+          flag("premultiplied", "Whether a is divided by its alpha first.").defaultsTo(true)},
+         [](const Arguments& a) {
+             return QUILT::createAddMixTask(a.name, a.time, a.values.curve("pointsA"),
+                                            a.values.curve("pointsB"), a.input("a"), a.input("b"),
+                                            a.values.flag("premultiplied"));
+         }},
+
         {"MatteMix",
          "Blends two pictures by a matte: by the alpha of matte + mix, from 0 the first one to 1 "
          "the second.",

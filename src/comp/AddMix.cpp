@@ -1,0 +1,63 @@
+#include <EMULSION/Composite.h>
+
+#include "CompositeLayers.h"
+#include "QUILT/CompositeTasks.h"
+
+namespace QUILT
+{
+
+namespace
+{
+
+using EMULSION::Image;
+
+class AddMixTask final : public Private::WithWholeBackgrounds<Private::BaseCompositeTask>
+{
+public:
+    AddMixTask(const std::string& name, float time, const std::vector<float>& pointsA,
+               const std::vector<float>& pointsB, const ref_ptr<RenderTask>& a,
+               const ref_ptr<RenderTask>& b, bool premultiplied)
+        : WithWholeBackgrounds(name, time, a, b), m_pointsA(pointsA), m_pointsB(pointsB),
+          m_flag(premultiplied)
+    {}
+
+    std::string getType() const override { return "AddMix"; }
+
+    void computeCacheID(CacheIDStream& stream) override
+    {
+        Private::writeFloats(stream, m_pointsA.data(), m_pointsA.size());
+        Private::writeFloats(stream, m_pointsB.data(), m_pointsB.size());
+        Private::writeItems(stream, m_flag);
+    }
+
+    // The alpha of both is a weight, whether it is wanted of the result or not.
+    void makeInputFormatRequests() override
+    {
+        const unsigned long channels = getRequiredOutputChannels() | EMULSION::ChannelAlpha;
+        addInputRequest(m_inputA, channels);
+        addInputRequest(m_inputB, channels);
+    }
+
+    void compositeImages(const Image* output, const Image* a, const Image* b) override
+    {
+        const Imath::Color4<float> zero(0, 0, 0, 0);
+        EMULSION::AddMix(output, a, b, m_flag, m_pointsA.data(), m_pointsA.size() / 2,
+                         m_pointsB.data(), m_pointsB.size() / 2, zero, zero);
+    }
+
+private:
+    const std::vector<float> m_pointsA, m_pointsB; // pairs
+    const bool m_flag;
+};
+
+}
+
+ref_ptr<RenderTask> createAddMixTask(const std::string& name, float time,
+                                     const std::vector<float>& pointsA,
+                                     const std::vector<float>& pointsB, ref_ptr<RenderTask> a,
+                                     ref_ptr<RenderTask> b, bool premultiplied)
+{
+    return new AddMixTask(name, time, pointsA, pointsB, a, b, premultiplied);
+}
+
+}
