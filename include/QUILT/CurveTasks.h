@@ -72,4 +72,61 @@ createHueCurvesTask(const std::string& name, float time, bool stops,
                     const std::vector<float>& green, const std::vector<float>& blue,
                     ref_ptr<RenderTask> input);
 
+struct HueShiftParams
+{
+    float hue = 0.0f;        ///< degrees; red goes towards green for positive ones
+    float saturation = 1.0f; ///< factor
+    int32_t mode = 0;        ///< 0: by a matrix; 1: by way of HSV; others change nothing
+    Imath::Color3<float> lumaCoefficients{0.2126f, 0.7152f, 0.0722f}; ///< of mode 0
+};
+
+/// Turns hues, and scales saturation; alpha stays.
+///
+/// By a matrix, colours turn about the grey axis, and then their difference from luma is scaled. By
+/// way of HSV, values stay. A hue of 0 with a saturation of 1 gives `input` itself.
+QUILT_API ref_ptr<RenderTask> createHueShiftTask(const std::string& name, float time,
+                                                 const HueShiftParams& params,
+                                                 ref_ptr<RenderTask> input);
+
+/// How far brightness makes a pixel belong to the shadows, the midtones, the highlights. The three
+/// curves over luminance run from `low` to `high`, in whichever order these are, and are 0 to 1;
+/// shadows fall from 1 to 0, highlights rise from 0 to 1, and midtones are what is left of 1.
+struct RangeKeyParams
+{
+    float low = 0.0f;            ///< where the transition begins, a scene-linear value
+    float high = 1.0f;           ///< where it ends
+    float shadowSlope = 0.0f;    ///< of the shadows at the low end, for a transition of length 1
+    float highlightSlope = 0.0f; ///< of the highlights at the high end
+    bool useLog = true;          ///< whether luminance is made logarithmic, as the ends always are
+};
+
+enum RangeKeyType : uint32_t
+{
+    RangeKeyShadows = 0, ///< the key in alpha; red, green and blue stay
+    RangeKeyMidtones = 1,
+    RangeKeyHighlights = 2,
+    RangeKeySMHInRGB = 3 ///< the three in red, green and blue; alpha stays
+};
+
+/// "shadows", "midtones", "highlights" or "smhinrgb", in any case; anything else throws
+/// std::runtime_error.
+QUILT_API RangeKeyType rangeKeyTypeFromString(const std::string& text);
+
+/// Makes a matte of brightness.
+///
+/// Luminance is by the weights of OpenColorIO's config that is current now. From that config's role
+/// scene_linear to compositing_log go `low` and `high` always, and luminance if `useLog`: without
+/// it, the ends are logarithmic values among linear ones. OpenColorIO throws an exception when the
+/// config lacks one of the roles. A type above 3 throws RenderTaskRenderingException.
+QUILT_API ref_ptr<RenderTask> createRangeKeyTask(const std::string& name, float time,
+                                                 const RangeKeyParams& params,
+                                                 const RangeKeyType& type,
+                                                 ref_ptr<RenderTask> input);
+
+/// The same under the name followed by ".rangeKey".
+QUILT_API ref_ptr<RenderTask> createRangeKeyPreviewTask(const std::string& name, float time,
+                                                        const RangeKeyParams& params,
+                                                        const RangeKeyType& type,
+                                                        ref_ptr<RenderTask> input);
+
 }

@@ -1,8 +1,11 @@
 #include <EMULSION/ColorSpace.h>
+#include <EMULSION/Error.h>
 #include <QUILT/ColorTasks.h>
 #include <QUILT/CurveTasks.h>
+#include <QUILT/Exceptions.h>
 #include <QUILT/ProceduralTasks.h>
 
+#include <algorithm>
 #include <functional>
 #include <stdexcept>
 
@@ -64,7 +67,11 @@ ref_ptr<RenderTask> hueCurves(bool stops, float luminance, float red, size_t siz
 class CurveTasks : public testing::Test
 {
 protected:
-    CurveTasks() { OCIO_NAMESPACE::SetCurrentConfig(colorConfig()); }
+    CurveTasks()
+    {
+        OCIO_NAMESPACE::SetCurrentConfig(colorConfig());
+        RenderManager::SetPollPeriod(1000);
+    }
     ~CurveTasks() override { RenderManager::ClearRenderTaskCache(); }
 };
 
@@ -110,4 +117,112 @@ TEST_F(CurveTasks, HueCurvesRenderInsideOfAChain)
     // A saturation of 0.75 makes the factor 1.75.
     EXPECT_EQ(std::vector<float>(picture.at(1, 1), picture.at(1, 1) + 4),
               std::vector<float>({0.875f, 1.75f, 3.5f, 1}));
+}
+
+TEST_F(CurveTasks, HueShiftIsAMatrixOrThreeTasks)
+{
+    const auto in = input();
+    HueShiftParams params;
+    for (const int32_t mode : {0, 1, 2})
+    {
+        params.mode = mode;
+        EXPECT_EQ(createHueShiftTask("t", 0, params, in), in);
+    }
+    params.mode = 2;
+    params.hue = 180;
+    EXPECT_EQ(createHueShiftTask("t", 0, params, in), in);
+    params.mode = 0;
+    const auto byMatrix = createHueShiftTask("t", 0, params, in);
+    EXPECT_EQ(byMatrix->getName(), "t.satmtx");
+    params.mode = 1;
+    params.saturation = 0.5f;
+    const auto inHSV = createHueShiftTask("t", 0, params, in);
+    EXPECT_EQ(inHSV->getName(), "t.fromhsv");
+    const Picture picture = render(inHSV, Rect(0, 0, 1, 1));
+    // From hue 11 / 18 and saturation 0.75 to hue 1 / 9 and saturation 0.375.
+    const float expected[] = {1, 0.875f, 0.625f, 0.5f};
+    for (int channel = 0; channel < 4; ++channel)
+        EXPECT_NEAR(picture.at(0, 0)[channel], expected[channel], 1e-6) << channel;
+    RenderManager::ClearRenderTaskCache();
+    params = {0, 0, 0, {0.2126f, 0.7152f, 0.0722f}};
+    const Picture grey = render(createHueShiftTask("t", 0, params, in), Rect(0, 0, 1, 1));
+    for (int channel = 0; channel < 3; ++channel)
+        EXPECT_NEAR(grey.at(0, 0)[channel], 0.48295f, 1e-6) << channel;
+}
+
+namespace
+{
+
+Color keyOf(float luminance, const RangeKeyParams& params, RangeKeyType type)
+{
+    RenderManager::ClearRenderTaskCache(); // of tasks that have been rendered
+    const auto in =
+        createColorTask("in", 0, Rect(0, 0, 4, 4), {luminance, luminance, luminance, 0.75f});
+    const Picture picture = render(createRangeKeyTask("k", 0, params, type, in), Rect(0, 0, 1, 1));
+    const float* const p = picture.at(0, 0);
+    return {p[0], p[1], p[2], p[3]};
+}
+
+}
+
+TEST_F(CurveTasks, RangeKeysShareOutOneAmongThemselves)
+{
+    RangeKeyParams params{0.02f, 4, -1, 0.5f, true};
+    const float low = logConvert(Color(0.02f), true).r, high = logConvert(Color(4.0f), true).r;
+    for (const float luminance : {0.001f, 0.02f, 0.1f, 0.5f, 2.0f, 4.0f, 9.0f})
+    {
+        const double x = logConvert(Color(luminance), true).r;
+        const double t = std::clamp((x - low) / (high - low), 0.0, 1.0);
+        const double s = t * t * t - t * t - t + 1, h = -1.5 * t * t * t + 2.5 * t * t;
+        for (int order = 0; order < 2; ++order)
+        {
+            const Color all = keyOf(luminance, params, RangeKeySMHInRGB);
+            EXPECT_NEAR(all.r, s, 2e-6);
+            EXPECT_NEAR(all.g, 1 - s - h, 2e-6);
+            EXPECT_NEAR(all.b, h, 2e-6);
+            EXPECT_EQ(all.a, 0.75f);
+            for (const auto type : {RangeKeyShadows, RangeKeyMidtones, RangeKeyHighlights})
+                EXPECT_EQ(keyOf(luminance, params, type),
+                          Color(luminance, luminance, luminance, all[static_cast<int>(type)]));
+            std::swap(params.low, params.high);
+        }
+    }
+    params = {0.5f, 0.5f, 0, 0, false}; // a step, at a logarithmic value of linear luminance
+    const float step = logConvert(Color(0.5f), true).r;
+    EXPECT_EQ(keyOf(step - 1e-6f, params, RangeKeySMHInRGB), Color(1, 0, 0, 0.75f));
+    EXPECT_EQ(keyOf(step + 1e-6f, params, RangeKeySMHInRGB), Color(0, 0, 1, 0.75f));
+}
+
+TEST_F(CurveTasks, RangeKeysTellWhatIsWrong)
+{
+    EXPECT_EQ(rangeKeyTypeFromString("ShadOWS"), RangeKeyShadows);
+    EXPECT_EQ(rangeKeyTypeFromString("smhInRGB"), RangeKeySMHInRGB);
+    expectError("The requested rangeKeyType 'Mids' is not valid.",
+                [] { rangeKeyTypeFromString("Mids"); });
+    RangeKeyParams params;
+    EXPECT_THROW(createRangeKeyTask("k", 0, params, RangeKeyType(4), input()),
+                 RenderTaskRenderingException);
+    const auto key = createRangeKeyPreviewTask("k", 0, params, RangeKeyMidtones, input());
+    EXPECT_EQ(key->getName(), "k.rangeKey");
+    const EMULSION::Image none;
+    expectError("RangeKey::renderRect called before luts were initialized.",
+                [&] { key->renderRect(&none, {&none}); });
+    const std::string id = key->getCacheID();
+    expectError("RangeKey::createLUT called more than once.",
+                [&] { key->computeBackgroundColor(); });
+
+    // Another config, another meaning of the same numbers.
+    const auto other = colorConfig();
+    other->setDescription("another");
+    OCIO_NAMESPACE::SetCurrentConfig(other);
+    EXPECT_NE(createRangeKeyPreviewTask("k", 0, params, RangeKeyMidtones, input())->getCacheID(),
+              id);
+    OCIO_NAMESPACE::SetCurrentConfig(OCIO_NAMESPACE::Config::CreateRaw());
+    for (const bool useLog : {false, true})
+    {
+        params.useLog = useLog;
+        EXPECT_THROW(createRangeKeyTask("k", 0, params, RangeKeyShadows, input()),
+                     OCIO_NAMESPACE::Exception);
+        EXPECT_EQ(EMULSION::GetError(), EMULSION::ERROR_NONE);
+    }
 }

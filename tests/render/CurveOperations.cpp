@@ -1,6 +1,7 @@
 #include <QUILT/CurveTasks.h>
 
 #include "OperationTable.h"
+#include "support/ColorConfig.h"
 
 // The rows of operations by curves, by hue and by brightness.
 
@@ -48,10 +49,33 @@ ref_ptr<RenderTask> makeHueCurves(Random& random, const Inputs& inputs)
                                lut5, inputs[0]);
 }
 
+ref_ptr<RenderTask> makeHueShift(Random& random, const Inputs& inputs)
+{
+    HueShiftParams params;
+    params.mode = static_cast<int32_t>(random.between(0, 2));
+    params.hue = 60 * randomValue(random);
+    params.saturation = randomValue(random);
+    params.lumaCoefficients = randomRGB(random);
+    return createHueShiftTask("hue shift", 0, params, inputs[0]);
+}
+
+ref_ptr<RenderTask> makeRangeKey(Random& random, const Inputs& inputs)
+{
+    RangeKeyParams params;
+    params.useLog = random.oneIn(2);
+    params.low = randomValue(random);
+    params.high = randomValue(random);
+    params.shadowSlope = randomValue(random);
+    params.highlightSlope = randomValue(random);
+    const auto type = static_cast<RangeKeyType>(random.between(0, 3));
+    return createRangeKeyTask("key", 0, params, type, inputs[0]);
+}
+
 }
 
 void addCurveOperations(std::vector<Operation>& table)
 {
+    OCIO_NAMESPACE::SetCurrentConfig(colorConfig()); // for its space of logarithms
     table.push_back({"RGBACurves", 1, [](Random& random, const Inputs& inputs) {
                          const auto red = randomCurve(random), green = randomCurve(random),
                                     blue = randomCurve(random), alpha = randomCurve(random);
@@ -70,6 +94,8 @@ void addCurveOperations(std::vector<Operation>& table)
                                                       inputs[0]);
                      }});
     table.push_back({"HueCurves", 1, makeHueCurves});
+    table.push_back({"HueShift", 1, makeHueShift});
+    table.push_back({"RangeKey", 1, makeRangeKey});
 }
 
 }

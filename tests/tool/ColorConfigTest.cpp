@@ -112,13 +112,17 @@ TEST(ColorErrors, NameTheNodeAndTheRole)
         std::string("ocio_profile_version: 1\nroles: {default: mine}\ndisplays:\n  d:\n"
                     "    - !<View> {name: v, colorspace: mine}\ncolorspaces:\n  - "
                     "!<ColorSpace> {name: mine}\n"));
-    const Json nodes = {{"c", {{"task", "Color"}}},
-                        {"tolog", {{"task", "LogConvert"}, {"inputs", {{"input", "c"}}}}},
-                        {"g", {{"task", "Ramp"}, {"params", {{"colorspace", "nowhere"}}}}}};
+    const Json nodes = {
+        {"c", {{"task", "Color"}}},
+        {"key",
+         {{"task", "RangeKey"}, {"params", {{"useLog", false}}}, {"inputs", {{"input", "c"}}}}},
+        {"tolog", {{"task", "LogConvert"}, {"inputs", {{"input", "c"}}}}},
+        {"g", {{"task", "Ramp"}, {"params", {{"colorspace", "nowhere"}}}}}};
     const ProcessResult result =
         runTool(folder, {"check", folder.write("g.json", graphOf(nodes)), "--ocio", other});
     EXPECT_EQ(result.status, 1);
     EXPECT_NE(result.err.find("tolog: an OpenColorIO error: "), std::string::npos) << result.err;
+    EXPECT_NE(result.err.find("key: an OpenColorIO error: "), std::string::npos) << result.err;
     EXPECT_NE(result.err.find("has no role scene_linear"), std::string::npos) << result.err;
     EXPECT_NE(result.err.find("has no role compositing_log"), std::string::npos) << result.err;
     EXPECT_NE(result.err.find("g: an EMULSION error: "), std::string::npos) << result.err;

@@ -110,6 +110,13 @@ const Mistake s_mistakes[] = {
       "/nodes/n/params/color0: found \"red\", expected a colour: four numbers, or one for all four",
       "/nodes/n/params/innerRadius: found \"big\", expected a number of 0 or more",
       "/nodes/n/params/limitToEllipse: found 1, expected true or false"}},
+    {"WrongCurves",
+     R"("n": {"task": "RGBACurves", "params": {"red": [[0, 0], [1, 1], [0.5, 2]], "blue": [0, 1, 2]}, "inputs": {"input": "a"}})",
+     {"/nodes/n/params/red: found [[0,0],[1,1],[0.5,2]], expected points [[x, y], ...] by growing "
+      "x, or the same numbers in a row",
+      "/nodes/n/params/blue: found [0,1,2], expected points [[x, y], ...] by growing x, or the "
+      "same "
+      "numbers in a row"}},
     {"WrongCounts",
      R"("n": {"task": "Checkerboard", "params": {"color0": [1, 2, 3], "rect": [0, 0, 4], "size": [1]}}, "m": {"task": "Gradient", "params": {"colors": [1, 1]}})",
      {"/nodes/m/params/colors: found [1,1], expected a list of 4",

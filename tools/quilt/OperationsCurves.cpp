@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <iterator>
 
 #include <QUILT/CurveTasks.h>
 
@@ -67,30 +68,52 @@ ref_ptr<RenderTask> buildHueCurves(const Arguments& a)
         tables[4].values, tables[5].values, a.input("input"));
 }
 
+Param rangeKeyType()
+{
+    return choice("type", "Which range; all three go into red, green and blue.",
+                  {{"Shadows", QUILT::RangeKeyShadows},
+                   {"Midtones", QUILT::RangeKeyMidtones},
+                   {"Highlights", QUILT::RangeKeyHighlights},
+                   {"SMHInRGB", QUILT::RangeKeySMHInRGB}})
+        .defaultsTo("SMHInRGB");
 }
 
-std::vector<Operation> curveAndHueOperations()
+std::vector<Param> rangeKeyParams()
+{
+    return {number("low", "Where the transition begins, a linear value.").defaultsTo(0),
+            number("high", "Where it ends.").defaultsTo(1),
+            number("shadowSlope", "The slope of the shadows' curve at the low end.").defaultsTo(0),
+            number("highlightSlope", "The slope of the highlights' curve at the high end.")
+                .defaultsTo(0),
+            flag("useLog", "Whether luminance is made logarithmic, as low and high always are.")
+                .defaultsTo(true),
+            rangeKeyType()};
+}
+
+QUILT::RangeKeyParams rangeKeyOf(const Arguments& a)
+{
+    return {a.values.number("low"), a.values.number("high"), a.values.number("shadowSlope"),
+            a.values.number("highlightSlope"), a.values.flag("useLog")};
+}
+
+// Hue, and what depends on it.
+std::vector<Operation> hueOperations()
 {
     return {
-        {"RGBACurves",
-         "Changes each channel by a curve of its own.",
+        {"HueShift",
+         "Turns hues, and scales saturation.",
          {{"input"}},
-         {channelCurve("red"), channelCurve("green"), channelCurve("blue"), channelCurve("alpha")},
+         {number("hue", "In degrees; red goes towards green.").defaultsTo(0),
+          number("saturation", "A factor; 1 changes nothing.").defaultsTo(1),
+          choice("mode", "By a matrix that keeps luma, or by way of HSV, which keeps value.",
+                 {{"Matrix", 0}, {"HSV", 1}})
+              .defaultsTo("Matrix"),
+          lumaCoefficients("The weights of red, green and blue in luma, for the matrix.")},
          [](const Arguments& a) {
-             return QUILT::createRGBACurvesTask(a.name, a.time, a.values.curve("red"),
-                                                a.values.curve("green"), a.values.curve("blue"),
-                                                a.values.curve("alpha"), a.input("input"));
-         }},
-
-        {"LumaCurves",
-         "Changes luma by a curve, and scales the colour along with it.",
-         {{"input"}},
-         {lumaCoefficients("The weights of red, green and blue in luma."),
-          curve("curve", "From luma to luma; without points nothing changes.")
-              .defaultsTo(Json::array())},
-         [](const Arguments& a) {
-             return QUILT::createLumaCurvesTask(a.name, a.time, threeNumbers(a, "lumaCoefficients"),
-                                                a.values.curve("curve"), a.input("input"));
+             const QUILT::HueShiftParams params{
+                 a.values.number("hue"), a.values.number("saturation"),
+                 a.values.choice<int32_t>("mode"), threeNumbers(a, "lumaCoefficients")};
+             return QUILT::createHueShiftTask(a.name, a.time, params, a.input("input"));
          }},
 
         {"HueSuppress",
@@ -125,6 +148,67 @@ std::vector<Operation> curveAndHueOperations()
           hueTable("blue", "0, or no values, change nothing.")},
          buildHueCurves},
     };
+}
+
+std::vector<Operation> rangeKeyOperations()
+{
+    return {
+        {"RangeKey",
+         "Makes a matte of how far brightness makes a pixel shadow, midtone or highlight.",
+         {{"input"}},
+         rangeKeyParams(),
+         [](const Arguments& a) {
+             return QUILT::createRangeKeyTask(a.name, a.time, rangeKeyOf(a),
+                                              a.values.choice<QUILT::RangeKeyType>("type"),
+                                              a.input("input"));
+         }},
+
+        {"RangeKeyPreview",
+         "The same as RangeKey.",
+         {{"input"}},
+         rangeKeyParams(),
+         [](const Arguments& a) {
+             return QUILT::createRangeKeyPreviewTask(a.name, a.time, rangeKeyOf(a),
+                                                     a.values.choice<QUILT::RangeKeyType>("type"),
+                                                     a.input("input"));
+         }},
+    };
+}
+
+std::vector<Operation> pointOperations()
+{
+    return {
+        {"RGBACurves",
+         "Changes each channel by a curve of its own.",
+         {{"input"}},
+         {channelCurve("red"), channelCurve("green"), channelCurve("blue"), channelCurve("alpha")},
+         [](const Arguments& a) {
+             return QUILT::createRGBACurvesTask(a.name, a.time, a.values.curve("red"),
+                                                a.values.curve("green"), a.values.curve("blue"),
+                                                a.values.curve("alpha"), a.input("input"));
+         }},
+
+        {"LumaCurves",
+         "Changes luma by a curve, and scales the colour along with it.",
+         {{"input"}},
+         {lumaCoefficients("The weights of red, green and blue in luma."),
+          curve("curve", "From luma to luma; without points nothing changes.")
+              .defaultsTo(Json::array())},
+         [](const Arguments& a) {
+             return QUILT::createLumaCurvesTask(a.name, a.time, threeNumbers(a, "lumaCoefficients"),
+                                                a.values.curve("curve"), a.input("input"));
+         }},
+    };
+}
+
+}
+
+std::vector<Operation> curveAndHueOperations()
+{
+    std::vector<Operation> all;
+    for (const auto part : {pointOperations, hueOperations, rangeKeyOperations})
+        std::ranges::move(part(), std::back_inserter(all));
+    return all;
 }
 
 }
