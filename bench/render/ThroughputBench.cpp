@@ -2,16 +2,13 @@
 // operations costs against a plain copy. Each benchmark measures both sides in turn and gives the
 // ratio of their least times, which other work on the machine disturbs least.
 
-#include <algorithm>
-#include <ctime>
-#include <limits>
-
 #include <benchmark/benchmark.h>
 #include <EMULSION/Plumbing.h>
 #include <EMULSION/Premultiply.h>
 #include <QUILT/CompositeTasks.h>
 
 #include "Graphs.h"
+#include "LeastTime.h"
 #include "support/ChainOfEight.h"
 
 using namespace QUILT;
@@ -69,33 +66,6 @@ ref_ptr<RenderTask> chain(int times)
     }
     return task;
 }
-
-double now(clockid_t clock)
-{
-    timespec time;
-    clock_gettime(clock, &time);
-    return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_nsec) * 1e-9;
-}
-
-// The least time that a render has taken, in seconds.
-class LeastTime
-{
-public:
-    explicit LeastTime(clockid_t clock) : m_clock(clock) {}
-
-    void measure(const ref_ptr<RenderTask>& graph)
-    {
-        RenderManager::ClearRenderTaskCache();
-        const double start = now(m_clock);
-        render(graph);
-        m_least = std::min(m_least, now(m_clock) - start);
-    }
-    double seconds() const { return m_least; }
-
-private:
-    const clockid_t m_clock;
-    double m_least = std::numeric_limits<double>::infinity();
-};
 
 // 320 operations a pixel: nothing but arithmetic matters.
 void secondThread(benchmark::State& state, RenderManager::TileOrder order)
