@@ -57,11 +57,12 @@ void expectError(const std::string& text, const std::function<void()>& call)
     }
 }
 
-ref_ptr<RenderTask> hueCurves(bool stops, float luminance, float red, size_t size = 3)
+ref_ptr<RenderTask> hueCurves(bool stops, float luminance, float red, size_t size = 3,
+                              const ref_ptr<RenderTask>& in = input())
 {
     const Curve ones(size, 1), zeros(size, 0);
     return createHueCurvesTask("t", 0, stops, s_weights, s_cyan, ones, zeros,
-                               Curve(size, luminance), Curve(size, red), zeros, zeros, input());
+                               Curve(size, luminance), Curve(size, red), zeros, zeros, in);
 }
 
 class CurveTasks : public testing::Test
@@ -108,15 +109,19 @@ TEST_F(CurveTasks, HueCurvesArePreparedOnce)
     });
 }
 
-// The head of the chain is described only after the merge.
+// Nobody describes the head of the chain before it is merged.
 TEST_F(CurveTasks, HueCurvesRenderInsideOfAChain)
 {
+    const auto in = createBackgroundColorTask("bg", 0, {0.25f, 0.5f, 1, 0.5f}, input());
     const auto chain =
-        createContrastTask("c", 0, {2, 2, 2, 2}, {0, 0, 0, 0}, hueCurves(true, 1, 0));
-    const Picture picture = render(chain, Rect(0, 0, 4, 4));
+        createContrastTask("c", 0, {2, 2, 2, 2}, {0, 0, 0, 0}, hueCurves(true, 1, 0, 3, in));
+    const ref_ptr<Collector> collector(new Collector);
+    RenderManager::Render({{chain, Rect(0, 0, 4, 4), 7}}, collector, nullptr, false,
+                          RenderManager::RenderTypePrimary);
+    EXPECT_EQ(collector->m_errors, std::vector<Collector::Error>());
+    EXPECT_EQ(chain->getType(), "ConcatenatedInPlaceOp");
     // A saturation of 0.75 makes the factor 1.75.
-    EXPECT_EQ(std::vector<float>(picture.at(1, 1), picture.at(1, 1) + 4),
-              std::vector<float>({0.875f, 1.75f, 3.5f, 1}));
+    EXPECT_EQ(chain->getBackgroundColor(), Color(0.875f, 1.75f, 3.5f, 1));
 }
 
 TEST_F(CurveTasks, HueShiftIsAMatrixOrThreeTasks)
