@@ -224,7 +224,16 @@ TEST(PixelOperations, TreatExceptionalValuesAsDocumented)
     EXPECT_FALSE(std::signbit(out.r));
     for (const float hue : {s_nan, s_infinity, -s_infinity, -1e-9f, 1e30f})
         EXPECT_EQ(HSVConvert(Color4f(hue, 0.5f, 2, 1), false), Color4f(2, 1, 1, 1)) << hue;
-    EXPECT_EQ(EMULSION::Run(odd, *makeScreenRGBToAlphaOperation(ChannelGreen)).a, 0);
+    for (const unsigned long screen : {ChannelRed, ChannelGreen, ChannelBlue})
+        for (int channel = 0; channel < 3; ++channel)
+        {
+            Color4f color(0.5f, 0.5f, 0.5f, 1);
+            color[channel] = s_nan;
+            EXPECT_EQ(EMULSION::Run(color, *makeScreenRGBToAlphaOperation(screen)).a, 0);
+        }
+    EXPECT_EQ(EMULSION::Run(Color4f(2, s_nan, 1, 0), *makeMinRGBToAlphaOperation()).a, 1);
+    EXPECT_EQ(EMULSION::Run(Color4f(1, 2, s_nan, 0), *makeMaxRGBToAlphaOperation()).a, 2);
+    EXPECT_TRUE(std::isnan(EMULSION::Run(odd, *makeMaxRGBToAlphaOperation()).a));
     EXPECT_EQ(Unpremultiply(Color4f(s_infinity, 1, -1, -0.0f)), Color4f(0, 0, 0, 0));
     EXPECT_EQ(Premultiply(Color4f(2, 4, -1, 0.5f)), Color4f(1, 2, -0.5f, 0.5f));
 }

@@ -145,7 +145,7 @@ EMULSION_API PixelOperationPtr makeMaxRGBToAlphaOperation();
 
 /// Alpha becomes 1 - c + m, clamped to 0..1, of the value c of `channel`, which is 1 red, 2 green
 /// or 4 blue, and the larger m of the other two: 0 where a screen of that colour is all there is.
-/// NaN gives 0, and so does any other `channel`.
+/// A NaN among the three gives 0, and so does any other `channel`.
 EMULSION_API void ScreenRGBToAlpha(const Image* output, const Image* input, unsigned long channel);
 EMULSION_API PixelOperationPtr makeScreenRGBToAlphaOperation(unsigned long channel);
 

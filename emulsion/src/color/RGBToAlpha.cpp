@@ -66,7 +66,9 @@ struct ScreenToAlphaFormula
     static V alphaOf(D d, V screen, V other, V another)
     {
         const V rest = hn::Sub(hn::Set(d, 1.0f), screen);
-        return clampedToUnit(d, hn::Add(rest, largerOf(other, another)));
+        // The comparison would hide a NaN that is the second.
+        const V larger = hn::IfThenElse(hn::IsNaN(another), another, largerOf(other, another));
+        return clampedToUnit(d, hn::Add(rest, larger));
     }
 };
 
