@@ -8,6 +8,7 @@
 
 #include <hwy/highway.h>
 
+#include "EMULSION/Channels.h"
 #include "EMULSION/PixelOperation.h"
 
 HWY_BEFORE_NAMESPACE();
@@ -15,6 +16,8 @@ namespace EMULSION::HWY_NAMESPACE
 {
 
 namespace hn = hwy::HWY_NAMESPACE;
+
+constexpr int s_alpha = 3; // its number among the channels
 
 template <class Formula>
 class ValuesOperation final : public PixelOperation

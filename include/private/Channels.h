@@ -1,14 +1,14 @@
 #pragma once
 
-#include <EMULSION/Image.h>
+#include <EMULSION/Channels.h>
 
 /// The rules by which operations that mix channels widen a mask.
 namespace QUILT::Channels
 {
 
 constexpr unsigned long Alpha = EMULSION::ChannelAlpha;
-constexpr unsigned long RGB = EMULSION::ChannelRed | EMULSION::ChannelGreen | EMULSION::ChannelBlue;
-constexpr unsigned long RGBA = RGB | Alpha;
+constexpr unsigned long RGB = EMULSION::ChannelsRGB;
+constexpr unsigned long RGBA = EMULSION::ChannelsRGBA;
 
 /// Adds alpha, whatever the mask holds.
 constexpr unsigned long withAlpha(unsigned long channels)

@@ -102,7 +102,7 @@ public:
         const EMULSION::Image* const color = inputs[m_input];
         const EMULSION::Image* const alpha = inputs[m_alpha];
         if (!color && !alpha)
-            EMULSION::Fill(output, computeBackgroundColor().getValue());
+            EMULSION::Fill(output, getBackgroundColor().getValue());
         else if (m_premultiply)
             EMULSION::Premultiply(output, color, alpha, getInputBackgroundColor(m_input),
                                   getInputBackgroundColor(m_alpha));

@@ -4,6 +4,7 @@
 #include <EMULSION/Plumbing.h>
 
 #include "private/CacheItems.h"
+#include "private/Channels.h"
 #include "private/ImageLock.h"
 
 namespace QUILT::Private
@@ -22,20 +23,18 @@ void BaseGradientTask::computeCacheID(CacheIDStream& stream)
 void BaseGradientTask::renderRect(const EMULSION::Image* output,
                                   const std::vector<const EMULSION::Image*>&)
 {
-    constexpr unsigned long colors =
-        EMULSION::ChannelRed | EMULSION::ChannelGreen | EMULSION::ChannelBlue;
-    const unsigned long wanted = output->channels & colors;
+    const unsigned long wanted = output->channels & Channels::RGB;
     if (m_colorspace.empty() || wanted == 0)
         return paint(output);
-    if (wanted == colors)
+    if (wanted == Channels::RGB)
     {
         paint(output);
         return convertImage(output);
     }
     // A conversion may make each channel of all three. What comes out must not depend on which of
     // them are wanted.
-    const ImageLock whole(
-        ImageBuffer(output->channels | colors, output->bounds, "Gradient", output->channels));
+    const ImageLock whole(ImageBuffer(output->channels | Channels::RGB, output->bounds, "Gradient",
+                                      output->channels));
     paint(whole.image());
     convertImage(whole.image());
     EMULSION::Copy(output, whole.image());

@@ -1,6 +1,7 @@
 #include "private/ProceduralTask.h"
 
 #include "private/CacheItems.h"
+#include "private/Channels.h"
 
 namespace QUILT::Private
 {
@@ -12,8 +13,7 @@ void ProceduralTask::computeCacheID(CacheIDStream& stream)
 
 unsigned long ProceduralTask::computeOutputChannels()
 {
-    return EMULSION::ChannelRed | EMULSION::ChannelGreen | EMULSION::ChannelBlue |
-           EMULSION::ChannelAlpha;
+    return Channels::RGBA;
 }
 
 UTIL::Region ProceduralTask::computeOutputDataRegion()

@@ -1,11 +1,15 @@
 #pragma once
 
 #include "EMULSION/Export.h"
+#include "EMULSION/Image.h"
 
 namespace EMULSION
 {
 
 // Channel masks (see Channel in Image.h). All of these may be called from any thread at once.
+
+constexpr unsigned long ChannelsRGB = ChannelRed | ChannelGreen | ChannelBlue;
+constexpr unsigned long ChannelsRGBA = ChannelsRGB | ChannelAlpha;
 
 /// True for a mask that an image may have: 0 to 15. The image of mask 0 has bounds and no bytes.
 EMULSION_API bool IsChannelMaskValid(unsigned long mask);

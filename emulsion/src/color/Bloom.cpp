@@ -13,7 +13,7 @@ namespace EMULSION::HWY_NAMESPACE
 namespace
 {
 
-// What exceeds the threshold is multiplied: at a gain of 1 nothing changes.
+// What exceeds the threshold is multiplied, the threshold stays.
 template <class D, class V = hn::Vec<D>>
 V boosted(D d, V x, float threshold, float gain)
 {
@@ -54,8 +54,7 @@ struct LuminanceBloomFormula
 
 uint64_t affectedChannels(bool keepAlpha)
 {
-    const uint64_t colors = ChannelRed | ChannelGreen | ChannelBlue;
-    return keepAlpha ? colors : colors | ChannelAlpha;
+    return keepAlpha ? ChannelsRGB : ChannelsRGBA;
 }
 
 }

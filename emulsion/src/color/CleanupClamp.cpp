@@ -15,7 +15,6 @@ namespace EMULSION::HWY_NAMESPACE
 namespace
 {
 
-constexpr int s_alpha = 3;
 constexpr float s_largest = std::numeric_limits<float>::max();
 
 struct CleanupClampFormula

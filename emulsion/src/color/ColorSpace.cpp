@@ -3,6 +3,7 @@
 #include <exception>
 
 #include "color/OcioOperation.h"
+#include "EMULSION/Channels.h"
 #include "EMULSION/Error.h"
 #include "OnePixel.h"
 
@@ -23,7 +24,7 @@ PixelOperationPtr conversion(const char* name, const std::string& source,
         const auto processor =
             OCIO_NAMESPACE::GetCurrentConfig()->getProcessor(source.c_str(), destination.c_str());
         return std::make_shared<Private::OcioOperation>(name, processor->getDefaultCPUProcessor(),
-                                                        ChannelRed | ChannelGreen | ChannelBlue);
+                                                        ChannelsRGB);
     }
     catch (const std::exception& failure)
     {

@@ -89,18 +89,17 @@ struct RangeFormula
     }
 };
 
-constexpr uint64_t s_rgb = ChannelRed | ChannelGreen | ChannelBlue;
-
 }
 
 PixelOperationPtr compressRangeOperation(const RangeCurve& range)
 {
-    return mapPixels("CompressRange", RangeFormula<CompressCurve>{{range}}, s_rgb, s_rgb);
+    return mapPixels("CompressRange", RangeFormula<CompressCurve>{{range}}, ChannelsRGB,
+                     ChannelsRGB);
 }
 
 PixelOperationPtr expandRangeOperation(const RangeCurve& range)
 {
-    return mapPixels("ExpandRange", RangeFormula<ExpandCurve>{{range}}, s_rgb, s_rgb);
+    return mapPixels("ExpandRange", RangeFormula<ExpandCurve>{{range}}, ChannelsRGB, ChannelsRGB);
 }
 
 }

@@ -62,7 +62,7 @@ PixelOperationPtr rgbaCurvesOperation(const Private::CurveTable* tables)
 PixelOperationPtr lumaCurveOperation(const Imath::C3f& coefficients,
                                      const Private::CurveTable& table)
 {
-    const uint64_t affected = table.isIdentity() ? 0 : ChannelRed | ChannelGreen | ChannelBlue;
+    const uint64_t affected = table.isIdentity() ? 0 : ChannelsRGB;
     return mapPixels("ApplyLumaCurve", LumaCurveFormula{coefficients, table.curve()}, affected,
                      affected);
 }

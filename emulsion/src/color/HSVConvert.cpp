@@ -35,9 +35,8 @@ struct ToRGBFormula
 
 PixelOperationPtr hsvConvertOperation(bool toHSV)
 {
-    constexpr uint64_t colors = ChannelRed | ChannelGreen | ChannelBlue;
-    return toHSV ? mapPixels("HSVConvert", ToHSVFormula{}, colors, colors)
-                 : mapPixels("HSVConvert", ToRGBFormula{}, colors, colors);
+    return toHSV ? mapPixels("HSVConvert", ToHSVFormula{}, ChannelsRGB, ChannelsRGB)
+                 : mapPixels("HSVConvert", ToRGBFormula{}, ChannelsRGB, ChannelsRGB);
 }
 
 }

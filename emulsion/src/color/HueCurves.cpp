@@ -94,8 +94,7 @@ PixelOperationPtr hueCurvesOperation(const Imath::C3f& coefficients, bool additi
                                    tables.red.curve(),
                                    tables.green.curve(),
                                    tables.blue.curve()};
-    const uint64_t affected =
-        tables.saturation.isIdentity() ? 0 : ChannelRed | ChannelGreen | ChannelBlue;
+    const uint64_t affected = tables.saturation.isIdentity() ? 0 : ChannelsRGB;
     return mapPixels("HueCurves", formula, affected, affected);
 }
 

@@ -50,8 +50,7 @@ PixelOperationPtr hueSuppressOperation(const Imath::C3f& suppressed, float amoun
     constexpr float narrowest = 1e-6f;
     const float reach = (width > narrowest ? width : narrowest) / 2;
     return mapPixels("HueSuppress", HueSuppressFormula{hueOf(suppressed), amount, reach},
-                     ChannelRed | ChannelGreen | ChannelBlue,
-                     ChannelRed | ChannelGreen | ChannelBlue);
+                     ChannelsRGB, ChannelsRGB);
 }
 
 }

@@ -101,9 +101,8 @@ struct FromLabFormula
 
 PixelOperationPtr labConvertOperation(bool toLab)
 {
-    constexpr uint64_t rgb = ChannelRed | ChannelGreen | ChannelBlue;
-    return toLab ? mapPixels("LabConvert", ToLabFormula{}, rgb, rgb)
-                 : mapPixels("LabConvert", FromLabFormula{}, rgb, rgb);
+    return toLab ? mapPixels("LabConvert", ToLabFormula{}, ChannelsRGB, ChannelsRGB)
+                 : mapPixels("LabConvert", FromLabFormula{}, ChannelsRGB, ChannelsRGB);
 }
 
 }

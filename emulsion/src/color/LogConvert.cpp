@@ -104,12 +104,11 @@ struct ToLogFormula
 PixelOperationPtr logConvertOperation(const Imath::Color4f& black, const Imath::Color4f& white,
                                       const Imath::Color4f& gamma, bool toLog, bool tenBit)
 {
-    constexpr uint64_t rgb = ChannelRed | ChannelGreen | ChannelBlue;
     const FilmCurves curves{{black.r, white.r, gamma.r, tenBit},
                             {black.g, white.g, gamma.g, tenBit},
                             {black.b, white.b, gamma.b, tenBit}};
-    return toLog ? mapValues("LogConvert", ToLogFormula{curves}, rgb)
-                 : mapValues("LogConvert", ToLinearFormula{curves}, rgb);
+    return toLog ? mapValues("LogConvert", ToLogFormula{curves}, ChannelsRGB)
+                 : mapValues("LogConvert", ToLinearFormula{curves}, ChannelsRGB);
 }
 
 }

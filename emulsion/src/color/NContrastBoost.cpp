@@ -36,7 +36,7 @@ struct NContrastBoostFormula
     template <class D>
     hn::Vec<D> operator()(D d, hn::Vec<D> x, int channel) const
     {
-        if (channel == 3 && !boostAlpha)
+        if (channel == s_alpha && !boostAlpha)
             return hn::Set(d, 1.0f);
         const auto curved = inDoubles(d, SmoothStep(), x);
         return hn::Add(hn::Mul(hn::Sub(curved, x), hn::Set(d, amount)), x);

@@ -13,8 +13,6 @@ namespace EMULSION::HWY_NAMESPACE
 namespace
 {
 
-constexpr int s_alpha = 3;
-
 struct PremultiplyFormula
 {
     template <class D, class V = hn::Vec<D>>
@@ -63,7 +61,7 @@ struct UnpremultiplyByFormula
 
 PixelOperationPtr premultiplyOperation()
 {
-    return mapPixels("Premultiply", PremultiplyFormula{}, ChannelRed | ChannelGreen | ChannelBlue);
+    return mapPixels("Premultiply", PremultiplyFormula{}, ChannelsRGB);
 }
 
 PixelOperationPtr unpremultiplyOperation()

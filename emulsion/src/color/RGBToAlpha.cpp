@@ -75,7 +75,7 @@ struct ScreenToAlphaFormula
 template <class Formula>
 PixelOperationPtr mapToAlpha(const char* name, const Formula& formula)
 {
-    return mapPixels(name, formula, ChannelAlpha, ChannelRed | ChannelGreen | ChannelBlue);
+    return mapPixels(name, formula, ChannelAlpha, ChannelsRGB);
 }
 
 }

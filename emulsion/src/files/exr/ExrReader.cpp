@@ -2,6 +2,7 @@
 
 #include <ImfChannelList.h>
 
+#include "EMULSION/Channels.h"
 #include "EMULSION/Plumbing.h"
 #include "files/ChannelNames.h"
 #include "files/exr/ExrChroma.h"
@@ -42,7 +43,7 @@ void ExrReader::readWholeChroma(const Image& image, const ExrChannelPlan& plan)
     using Kind = ChannelSource::Kind;
     const ChannelSources sources{
         {{Kind::File, found[1]}, {Kind::File, found[0]}, {Kind::File, found[2]}, {}}};
-    const OwnedImage colours(ChannelRed | ChannelGreen | ChannelBlue, image.bounds);
+    const OwnedImage colours(ChannelsRGB, image.bounds);
     FirstFailure failure;
     failure.attempt([&] {
         readPlanned(colours.image, ExrChannelPlan(m_part, colours.image.channels, sources));
