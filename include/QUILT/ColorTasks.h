@@ -23,7 +23,7 @@ QUILT_API ref_ptr<RenderTask> createBackgroundColorTask(const std::string& name,
                                                         const Imath::Color4<float>& color,
                                                         ref_ptr<RenderTask> input);
 
-// Values, channel by channel; alpha is a channel like the others.
+// Values, channel by channel; alpha is a channel like the others unless said otherwise.
 
 /// Limits values: below `min` they become `min` if `clampMin`, then above `max` they become `max`
 /// if `clampMax`. NaN stays. With neither, this is `input` itself.
@@ -67,8 +67,8 @@ QUILT_API ref_ptr<RenderTask> createNContrastBoostTask(const std::string& name, 
                                                        float amount, bool boostAlpha,
                                                        ref_ptr<RenderTask> input);
 
-/// 1 - |2v - 1| with v clamped to 0..1: most where v is 0.5 and 0 from 1 and from 0 on, so that of
-/// a matte the soft edge is left. NaN gives 0.
+/// 1 - |2v - 1| with v clamped to 0..1: 1 where v is 0.5, falling to 0 at 0 and at 1 and staying 0
+/// beyond, so that of a matte the soft edge is left. NaN gives 0.
 QUILT_API ref_ptr<RenderTask> createFringeTask(const std::string& name, float time,
                                                ref_ptr<RenderTask> input);
 
@@ -103,6 +103,8 @@ QUILT_API ref_ptr<RenderTask> createBloomTask(const std::string& name, float tim
                                               const BloomControlSettings& settings,
                                               ref_ptr<RenderTask> input);
 
+// Models of colour.
+
 /// From red, green and blue to hue, saturation and value, in the same channels, or back (A. R.
 /// Smith, "Color Gamut Transform Pairs", 1978). Alpha stays.
 ///
@@ -112,6 +114,11 @@ QUILT_API ref_ptr<RenderTask> createBloomTask(const std::string& name, float tim
 /// and blue, and asks for all of them, whatever is wanted.
 QUILT_API ref_ptr<RenderTask> createHSVConvertTask(const std::string& name, float time, bool toHSV,
                                                    ref_ptr<RenderTask> input);
+
+/// From linear red, green and blue with the primaries and the white of Rec. ITU-R BT.709 to L*, a*,
+/// b* of CIE 1976 (CIE 15:2004), divided by 100, so that white is 1, 0, 0; or back. Alpha stays.
+QUILT_API ref_ptr<RenderTask> createLabTask(const std::string& name, float time, bool toLab,
+                                            ref_ptr<RenderTask> input);
 
 // Alpha made of red, green and blue, which stay. The result always has alpha, and asks for all
 // three colours, whatever is wanted.
@@ -138,7 +145,7 @@ QUILT_API ref_ptr<RenderTask> createMaxRGBToAlphaTask(const std::string& name, f
                                                       ref_ptr<RenderTask> input);
 
 /// A matte for what stands before a screen: alpha becomes 1 - c + m, clamped to 0..1, with c the
-/// value of `channel`, the screen's colour, and m the larger of the other two.
+/// value of `channel`, the screen's colour, and m the larger of the other two. NaN gives 0.
 ///
 /// \param channel  1 red, 2 green, 4 blue; anything else makes alpha 0
 QUILT_API ref_ptr<RenderTask> createScreenRGBToAlphaTask(const std::string& name, float time,
@@ -178,11 +185,6 @@ QUILT_API ref_ptr<RenderTask> createGammaTask(const std::string& name, float tim
                                               const Imath::Color4<float>& gamma,
                                               const Imath::Color4<float>& pivot,
                                               ref_ptr<RenderTask> input);
-
-/// From linear red, green and blue with the primaries and the white of Rec. ITU-R BT.709 to L*, a*,
-/// b* of CIE 1976, divided by 100, so that white is 1, 0, 0; or back. Alpha stays.
-QUILT_API ref_ptr<RenderTask> createLabTask(const std::string& name, float time, bool toLab,
-                                            ref_ptr<RenderTask> input);
 
 /// From linear to the logarithmic curve of film scans (Kodak, 1995), or back; alpha stays. The
 /// config of OpenColorIO plays no part: createLogConvertTask is for that.
