@@ -20,7 +20,6 @@ const std::vector<Operation>& operations()
     static const std::vector<Operation> s_operations = [] {
         std::vector<Operation> table;
         addTestOperations(table);
-        addPixelOperations(table);
         addProceduralOperations(table);
         addChannelOperations(table);
         addColorOperations(table);

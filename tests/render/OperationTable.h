@@ -62,7 +62,6 @@ Imath::Color4f awkwardColor(Random& random); ///< perhaps with infinities and Na
 // The families
 
 void addTestOperations(std::vector<Operation>& table);
-void addPixelOperations(std::vector<Operation>& table);
 void addProceduralOperations(std::vector<Operation>& table);
 void addCompOperations(std::vector<Operation>& table);
 void addChannelOperations(std::vector<Operation>& table);

@@ -1,13 +1,12 @@
 #include <sstream>
 
 #include <EMULSION/ColorMatrix.h>
-#include <EMULSION/Premultiply.h>
 
 #include "GraphTasks.h"
 #include "OperationTable.h"
 #include "support/Tasks.h"
 
-// The rows of the tests' own tasks, and of pixel operations that stand in chains.
+// The rows of the tests' own tasks.
 
 namespace QUILT::Test
 {
@@ -131,17 +130,7 @@ std::string textOf(const auto&... items)
     return text.str();
 }
 
-// As a step of a program more often than not.
-ref_ptr<RenderTask> makeKernel(Random& random, const EMULSION::PixelOperationPtr& operation,
-                               const std::string& parameters, const Inputs& inputs,
-                               unsigned long made = 0, unsigned long lost = 0)
-{
-    const bool isStep = !random.oneIn(4);
-    return Private::createInPlaceTask(new KernelOp(operation, parameters, isStep, made, lost),
-                                      operation->getName(), inputs[0], 0);
-}
-
-// A row of zeros loses its channel, any other makes it.
+// A row of zeros loses its channel, any other makes it. As a step of a program more often than not.
 ref_ptr<RenderTask> makeColorMatrix(Random& random, const Inputs& inputs)
 {
     float matrix[20] = {};
@@ -157,18 +146,10 @@ ref_ptr<RenderTask> makeColorMatrix(Random& random, const Inputs& inputs)
             text += textOf(matrix[row * 5 + column]);
         }
     }
-    return makeKernel(random, EMULSION::makeColorMatrixOperation(matrix), textOf(text, lost),
-                      inputs, made, lost);
-}
-
-ref_ptr<RenderTask> makePremultiply(Random& random, const Inputs& inputs)
-{
-    return makeKernel(random, EMULSION::makePremultiplyOperation(), "", inputs);
-}
-
-ref_ptr<RenderTask> makeUnpremultiply(Random& random, const Inputs& inputs)
-{
-    return makeKernel(random, EMULSION::makeUnpremultiplyOperation(), "", inputs);
+    const ref_ptr<Private::InPlaceOp> op(new KernelOp(EMULSION::makeColorMatrixOperation(matrix),
+                                                      textOf(text, lost), !random.oneIn(4), made,
+                                                      lost));
+    return Private::createInPlaceTask(op, "matrix", inputs[0], 0);
 }
 
 }
@@ -187,15 +168,7 @@ void addTestOperations(std::vector<Operation>& table)
                                   {"Opposite", 1, makeOpposite},
                                   {"LateLocking", 1, makeLateLocking},
                                   {"Affine", 1, makeAffine},
-                              });
-}
-
-void addPixelOperations(std::vector<Operation>& table)
-{
-    table.insert(table.end(), {
                                   {"ColorMatrix", 1, makeColorMatrix},
-                                  {"Premultiply", 1, makePremultiply},
-                                  {"Unpremultiply", 1, makeUnpremultiply},
                               });
 }
 
