@@ -44,15 +44,17 @@ QUILT_API ref_ptr<RenderTask> createMatteMixTask(const std::string& name, float 
                                                  ref_ptr<RenderTask> second,
                                                  ref_ptr<RenderTask> matte);
 
-/// A over B with weights that are curves of the alphas: wA = curveA(alphaA), wB = curveB(alphaB).
-/// Colours are A' wA + B (1 - wB), alpha is wA + alphaB (1 - wB).
+/// A over B with weights that are curves of A's alpha: wA = curveA(alphaA), wB = curveB(alphaA).
+/// Colours are A' wA + B (1 - wB), alpha is wA + alphaB (1 - wB). Without curves this is Over,
+/// but for colours that A has where its alpha is 0.
 ///
 /// \param pointsA, pointsB  the curves, as pairs x, y by growing x: linear between points, at the
 ///                          values of the ends outside; a last number without its pair does not
-///                          count, and without points an alpha is itself
-/// \param premultiplied     A' is A / alphaA, and 0 where alphaA is 0; otherwise it is A
+///                          count, and without points a weight is alpha itself
+/// \param premultiplied     A' is A / alphaA, and 0 where alphaA is 0; otherwise it is A, whose
+///                          colours are straight then
 ///
-/// Data region and channels are those of both together; the alpha of both is read in any case. An
+/// Data region and channels are those of both together; the alpha of A is read in any case. An
 /// input that has no data in a tile counts as zero there, while in a tile that its data reaches
 /// into it goes on with its background colour. So the result is free of seams between tiles only
 /// when the background colours of both are zero. Inputs must not be null.

@@ -1,6 +1,7 @@
 #include <EMULSION/Composite.h>
 
 #include "CompositeLayers.h"
+#include "private/Channels.h"
 #include "QUILT/CompositeTasks.h"
 
 namespace QUILT
@@ -30,12 +31,11 @@ public:
         Private::writeItems(stream, m_flag);
     }
 
-    // The alpha of both is a weight, whether it is wanted of the result or not.
+    // A's alpha makes the weights, whether alpha is wanted of the result or not.
     void makeInputFormatRequests() override
     {
-        const unsigned long channels = getRequiredOutputChannels() | EMULSION::ChannelAlpha;
-        addInputRequest(m_inputA, channels);
-        addInputRequest(m_inputB, channels);
+        addInputRequest(m_inputA, Channels::withAlpha(getRequiredOutputChannels()));
+        addInputRequest(m_inputB, getRequiredOutputChannels());
     }
 
     void compositeImages(const Image* output, const Image* a, const Image* b) override

@@ -75,8 +75,8 @@ const OperatorCase s_operators[] = {
      [](const Color4f& first, const Color4f& second) {
          return AddMix(first, second, false, s_ease, 3, s_bend, 2);
      },
-     [](double a, double b, double alphaA, double alphaB) {
-         return a * easeOf(alphaA) + b * (1 - bendOf(alphaB));
+     [](double a, double b, double alphaA, double) {
+         return a * easeOf(alphaA) + b * (1 - bendOf(alphaA));
      }},
     {"AddMix", "Premultiplied", 0,
      [](auto output, auto first, auto second, const Color4f& a, const Color4f& b) {
@@ -85,8 +85,8 @@ const OperatorCase s_operators[] = {
      [](const Color4f& first, const Color4f& second) {
          return AddMix(first, second, true, s_ease, 3, s_bend, 2);
      },
-     [](double a, double b, double alphaA, double alphaB) {
-         return (alphaA == 0 ? 0 : a / alphaA) * easeOf(alphaA) + b * (1 - bendOf(alphaB));
+     [](double a, double b, double alphaA, double) {
+         return (alphaA == 0 ? 0 : a / alphaA) * easeOf(alphaA) + b * (1 - bendOf(alphaA));
      }},
     {"MatteMix", "BySecond", 0,
      [](auto output, auto first, auto second, const Color4f& a, const Color4f& b) {
@@ -438,6 +438,17 @@ TEST(Mix, WeighsItsSides)
     EXPECT_EQ(Mix(Color4f(1, 2, -4, 0), Color4f(5, 2, 4, 1), 0.25f), Color4f(2, 2, -2, 0.25f));
     EXPECT_EQ(Mix(Color4f(1, 0, 0, 0), Color4f(3, 0, 0, 0), 2.0f).r, 5);
     EXPECT_TRUE(std::isnan(Mix(Color4f(s_infinity, 0, 0, 0), Color4f(0, 0, 0, 0), 1.0f).r));
+}
+
+TEST(AddMix, WithoutCurvesIsOver)
+{
+    forEachRandomCase(300, [](Random& random) {
+        const Color4f straight = anyColor(random), below = anyColor(random);
+        const Color4f mixed = AddMix(straight, below, false, nullptr, 0, nullptr, 0);
+        const Color4f over = Over(Premultiply(straight), below, false);
+        EXPECT_TRUE(sameButForNaNs({mixed.getValue(), mixed.getValue() + 4},
+                                   {over.getValue(), over.getValue() + 4}));
+    });
 }
 
 TEST(CompositeOperators, TreatExceptionalValuesAsDocumented)

@@ -91,11 +91,11 @@ std::vector<Operation> blendOperations()
          }},
 
         {"AddMix",
-         "Lays a on b with weights that are curves of the alphas: a wA + b (1 - wB).",
+         "Lays a on b with weights that are curves of the alpha of a: a wA + b (1 - wB).",
          {{"a"}, {"b"}},
          {curve("pointsA", "From the alpha of a to wA; without points it is alpha itself.")
               .defaultsTo(Json::array()),
-          curve("pointsB", "From the alpha of b to wB; without points it is alpha itself.")
+          curve("pointsB", "From the alpha of a to wB; without points it is alpha itself.")
               .defaultsTo(Json::array()),
           flag("premultiplied", "Whether a is divided by its alpha first.").defaultsTo(true)},
          [](const Arguments& a) {

@@ -40,12 +40,12 @@ EMULSION_API void MatteMix(const Image* output, const Image* first, const Image*
 EMULSION_API Imath::Color4f MatteMix(const Imath::Color4f& first, const Imath::Color4f& second,
                                      const Imath::Color4f& matte, float mix);
 
-/// A mix of A over B whose weights are curves of the alphas: wA = curveA(alphaA), wB =
-/// curveB(alphaB). Colours are A' wA + B (1 - wB), alpha is wA + alphaB (1 - wB). With
-/// `premultiplied` A' is A / alphaA, and 0 where alphaA is 0; otherwise it is A.
+/// A over B with weights that are curves of A's alpha: wA = curveA(alphaA), wB = curveB(alphaA).
+/// Colours are A' wA + B (1 - wB), alpha is wA + alphaB (1 - wB). With `premultiplied` A' is A /
+/// alphaA, and 0 where alphaA is 0; otherwise it is A, whose colours are straight then.
 ///
 /// The curves are those of CurvePoints in Curves.h, `countA` and `countB` pairs x, y; without
-/// points an alpha is itself. They are prepared at each call.
+/// points a weight is alpha itself. They are prepared at each call.
 EMULSION_API void AddMix(const Image* output, const Image* a, const Image* b, bool premultiplied,
                          const float* pointsA, size_t countA, const float* pointsB, size_t countB,
                          const Imath::Color4f& backgroundA, const Imath::Color4f& backgroundB);

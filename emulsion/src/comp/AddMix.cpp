@@ -22,7 +22,7 @@ struct AddMixFormula
     void operator()(D d, const V (&a)[4], const V (&b)[4], V (&result)[4]) const
     {
         const auto weight = evaluate(d, curveA, a[3]);
-        const auto rest = hn::Sub(hn::Set(d, 1.0f), evaluate(d, curveB, b[3]));
+        const auto rest = hn::Sub(hn::Set(d, 1.0f), evaluate(d, curveB, a[3]));
         for (int channel = 0; channel < 3; ++channel)
         {
             V color = a[channel];
