@@ -21,8 +21,9 @@ QUILT_API ref_ptr<RenderTask> createCopyTask(const std::string& name, float time
 /// first * (1 - mix) + second * mix, channel by channel.
 ///
 /// Channels and data region are those of both together; where one has no data it counts with its
-/// background colour; a channel that it lacks counts as 0 everywhere. The background colour is the
-/// mix of the two. At `mix` 0 or less, and for NaN, this is `first` itself, at 1 or more `second`.
+/// background colour; a channel that it lacks counts as 0 everywhere, unless it has no data at all.
+/// The background colour is the mix of the two. At `mix` 0 or less, and for NaN, this is `first`
+/// itself, at 1 or more `second`.
 QUILT_API ref_ptr<RenderTask> createMixTask(const std::string& name, float time, float mix,
                                             ref_ptr<RenderTask> first, ref_ptr<RenderTask> second);
 
@@ -102,9 +103,10 @@ enum CompositeOp : uint32_t
 ///
 /// Data region and channels are those of both together, with these exceptions. Over, Under and Atop
 /// always have alpha. In and Out have the channels of `b`, and alpha. The data of a product, which
-/// Multiply and In are, ends where a factor's data ends that is zero outside. An input without data
-/// counts with its background colour, one that lacks a channel with 0. The background colour is
-/// what the operator makes of the two background colours.
+/// Multiply and In are, ends where a factor's data ends that is zero outside. Where an input has no
+/// data it counts with its background colour. A channel that it lacks counts as 0, except that for
+/// Over, Under, Atop, In and Out, and for an input that has no data at all, all channels of the
+/// background colour count. The background colour is what the operator makes of the two.
 ///
 /// Where an input has no data and its background colour is zero, Over, Under, Atop, In, Out, Add,
 /// Exclusion, Multiply and Divide copy the other input or clear, instead of calculating. That gives

@@ -72,7 +72,7 @@ void BaseCompositeTask::compositeMissingA(const EMULSION::Image* output, const E
     compositeImages(output, nullptr, b);
 }
 
-// Only channels that the input defines are requested, and the others count as 0 everywhere.
+// Only channels that the input defines are requested; where it has data the others are 0.
 Imath::Color4<float> BaseCompositeTask::backgroundA()
 {
     return definedBackground(*this, m_inputA);

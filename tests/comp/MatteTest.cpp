@@ -2,6 +2,7 @@
 #include <QUILT/CompositeTasks.h>
 #include <QUILT/ProceduralTasks.h>
 
+#include <array>
 #include <cmath>
 #include <limits>
 #include <set>
@@ -31,8 +32,13 @@ protected:
     {
         RenderManager::SetPollPeriod(1000);
         RenderManager::setGlobalTileSize(16, 16);
+        RenderManager::setSpeculativeCachingEnable(false);
     }
-    ~MatteTasks() override { RenderManager::ClearRenderTaskCache(); }
+    ~MatteTasks() override
+    {
+        RenderManager::ClearRenderTaskCache();
+        RenderManager::setSpeculativeCachingEnable(true);
+    }
 };
 
 const Tasks& inputsOf(const ref_ptr<RenderTask>& task)
@@ -72,19 +78,29 @@ ref_ptr<RenderTask> matteMix(float mix, float matteBackground)
 
 }
 
+// Beyond the data of both the matte's is not seen.
 TEST_F(MatteTasks, MixEachPixelByItsMatte)
 {
-    for (const float matteBackground : {0.25f, -1.0f, 2.0f})
-    {
-        const Picture found = render(matteMix(0.25f, matteBackground), Rect(-20, -20, 60, 60));
-        PatternParams matte = s_matte;
-        matte.background.a = matteBackground;
-        const Picture expected = pictureOf(found.bounds, 15, [&](int64_t x, int64_t y) {
-            return EMULSION::MatteMix(colorAt(s_first, x, y), colorAt(s_second, x, y),
-                                      colorAt(matte, x, y), 0.25f);
-        });
-        EXPECT_EQ(difference(expected, found), "") << matteBackground;
-    }
+    constexpr float backgrounds[] = {0.25f, -1, 2, -0.5f, 0.5f, 0, s_nan};
+    forEachRandomCase(100, [&](Random& random) {
+        RenderManager::ClearRenderTaskCache();
+        const PatternParams first = anyPattern(random, random.oneIn(2));
+        const PatternParams second = anyPattern(random, random.oneIn(2));
+        PatternParams matte = anyPattern(random, false);
+        matte.background.a = random.pick(backgrounds);
+        const float mix = random.pick(std::array{0.5f, -0.5f, 0.25f, 0.0f});
+        const ref_ptr<RenderTask> task =
+            createMatteMixTask("mix", 0, mix, new PatternTask("first", first),
+                               new PatternTask("second", second), new PatternTask("matte", matte));
+        const Picture found = render(task, Rect(-20, -20, 85, 85));
+        EXPECT_EQ(found.channels, first.channels | second.channels);
+        const auto color = [&](int64_t x, int64_t y) {
+            const bool isSeen = hasDataAt(first, x, y) || hasDataAt(second, x, y);
+            return EMULSION::MatteMix(colorAt(first, x, y), colorAt(second, x, y),
+                                      isSeen ? colorAt(matte, x, y, true) : matte.background, mix);
+        };
+        EXPECT_EQ(difference(pictureOf(found.bounds, found.channels, color), found), "");
+    });
 }
 
 TEST_F(MatteTasks, MixReadsNothingThatHasNoWeight)

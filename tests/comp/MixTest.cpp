@@ -22,8 +22,13 @@ protected:
     {
         RenderManager::SetPollPeriod(1000);
         RenderManager::setGlobalTileSize(16, 16);
+        RenderManager::setSpeculativeCachingEnable(false);
     }
-    ~MixTest() override { RenderManager::ClearRenderTaskCache(); }
+    ~MixTest() override
+    {
+        RenderManager::ClearRenderTaskCache();
+        RenderManager::setSpeculativeCachingEnable(true);
+    }
 };
 
 void expectMix(const PatternParams& first, const PatternParams& second)
@@ -43,15 +48,11 @@ void expectMix(const PatternParams& first, const PatternParams& second)
 
 TEST_F(MixTest, CountsEachSideWithWhatStandsForIt)
 {
-    const PatternParams low{Rect(-5, -5, 20, 20), 15, {1, 2, 3, 4}, 1};
-    const PatternParams high{Rect(10, 12, 50, 50), 15, {-1, 0.5f, 0, 1}, 2};
-    const PatternParams far{Rect(40, -10, 55, 0), 8, {0, 0, 0, 1}, 3};
-    const PatternParams colors{Rect(0, 0, 33, 33), 7, {0.5f, 0, 0, 1}, 4};
-    expectMix(low, high);
-    expectMix(low, far); // no tile holds both
-    expectMix(far, colors);
-    expectMix(colors, high);
-    expectMix({UTIL::Region(), 15, {1, 1, 1, 1}}, low);
+    forEachRandomCase(60, [](Random& random) {
+        const bool wild = random.oneIn(3);
+        const PatternParams first = anyPattern(random, wild);
+        expectMix(first, anyPattern(random, wild));
+    });
 }
 
 TEST_F(MixTest, OfNothingOrAllIsOneOfItsInputs)
