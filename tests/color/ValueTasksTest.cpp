@@ -1,3 +1,6 @@
+#include <EMULSION/Color.h>
+#include <EMULSION/Premultiply.h>
+#include <EMULSION/Tone.h>
 #include <QUILT/ColorTasks.h>
 #include <QUILT/CompositeTasks.h>
 #include <QUILT/Exceptions.h>
@@ -18,6 +21,12 @@ namespace
 {
 
 const Color s_one(1, 1, 1, 1), s_two(2, 2, 2, 2), s_half(0.5f, 0.5f, 0.5f, 0.5f);
+const Color s_color(0.25f, -0.5f, 2, 0.75f);
+
+Color withAlpha(float alpha)
+{
+    return {s_color.r, s_color.g, s_color.b, alpha};
+}
 
 ref_ptr<RenderTask> input()
 {
@@ -52,6 +61,7 @@ struct Described
 {
     ref_ptr<RenderTask> task;
     std::string name, parameters;
+    Color ofColor; // what it makes of s_color
     unsigned long outputOfRed = 1, inputForAlpha = 8, inputForRed = 1;
 };
 
@@ -87,45 +97,62 @@ TEST(ColorTransform, DefinesAndReadsWhatItsRowsName)
     EXPECT_EQ(channelsOf(createLuminanceTask("t", 0, in)), 15u);
 }
 
-TEST(ColorTasks, HaveTheirIdentitiesAndAskForTheChannelsTheyMix)
+TEST(ColorTasks, PassTheirParametersOnAndAskForTheChannelsTheyMix)
 {
     const auto in = input();
+    const Color c = s_color, roots = EMULSION::Exponential(c, s_half, s_one);
     const Described tasks[] = {
-        {createClampTask("t", 0, s_half, s_one, true, false, in), "Clamp", "1,0," + text(s_half)},
-        {createClampTask("t", 0, s_half, s_one, false, true, in), "Clamp", "0,1," + text(s_one)},
+        {createClampTask("t", 0, s_half, s_one, true, false, in), "Clamp", "1,0," + text(s_half),
+         Color(0.5f, 0.5f, 2, 0.75f)},
+        {createClampTask("t", 0, s_one, s_half, false, true, in), "Clamp", "0,1," + text(s_half),
+         Color(0.25f, -0.5f, 0.5f, 0.5f)},
         {createThresholdTask("t", 0, s_half, true, s_one, false, s_two, in), "Threshold",
-         text(s_half) + "1,0," + text(s_one)},
+         text(s_half) + "1,0," + text(s_one), Color(1, 1, 2, 0.75f)},
         {createThresholdTask("t", 0, s_half, false, s_one, true, s_two, in), "Threshold",
-         text(s_half) + "0,1," + text(s_two)},
-        {createContrastTask("t", 0, s_two, s_half, in), "Contrast", text(s_two) + text(s_half)},
-        {createCleanupClampTask("t", 0, true, in), "CleanUpClamp", "1,"},
-        {createMultInverseTask("t", 0, in), "MultInverseOp", ""},
-        {createNContrastBoostTask("t", 0, 2, true, in), "NContrastBoost", "2,1,"},
-        {createFringeTask("t", 0, in), "Fringe", ""},
-        {createPosterizeTask("t", 0, 2, 3, 4, true, false, in), "Posterize", "2,3,4,1,0,"},
-        {createInPlaceCopyTask("t", 0, in), "Copy", ""},
-        {createExponentialTask("t", 0, s_half, s_one, in), "Gamma", text(s_half) + text(s_one)},
-        {createGammaTask("t", 0, s_two, s_one, in), "Gamma", text(s_half) + text(s_one)},
+         text(s_half) + "0,1," + text(s_two), Color(0.25f, -0.5f, 2, 2)},
+        {createContrastTask("t", 0, s_two, s_half, in), "Contrast", text(s_two) + text(s_half),
+         Color(0, -1.5f, 3.5f, 1)},
+        {createCleanupClampTask("t", 0, true, in), "CleanUpClamp", "1,", c},
+        {createMultInverseTask("t", 0, in), "MultInverseOp", "", Color(4, -2, 0.5f, 1 / 0.75f)},
+        {createNContrastBoostTask("t", 0, 2, true, in), "NContrastBoost", "2,1,",
+         EMULSION::NContrastBoost(c, 2, true)},
+        {createFringeTask("t", 0, in), "Fringe", "", Color(0.5f, 0, 0, 0.5f)},
+        {createPosterizeTask("t", 0, 3, 4, 2, true, false, in), "Posterize", "3,4,2,1,0,",
+         Color(0, 0, 1, 0.75f)},
+        {createInPlaceCopyTask("t", 0, in), "Copy", "", c},
+        {createExponentialTask("t", 0, s_half, s_one, in), "Gamma", text(s_half) + text(s_one),
+         roots},
+        {createGammaTask("t", 0, s_two, s_one, in), "Gamma", text(s_half) + text(s_one), roots},
         {createAnalyticalLogConvertTask("t", 0, s_half, s_one, s_two, true, false, in),
-         "LogConvert", text(s_half) + text(s_one) + text(s_two) + "1,0,"},
-        {createBloomTask("t", 0, {true, 0.5f, 50, false}, in), "Bloom", "0.5,10,0,"},
-        {createBloomTask("t", 0, {true, 0.5f, -50, true}, in), "Bloom", "0.5,0.1,1,", 1, 8, 7},
-        {createStandardCompressRangeTask("t", 0, in), "CompressRange", "0.18,16,1,0,", 1, 8, 7},
-        {createStandardExpandRangeTask("t", 0, in), "ExpandRange", "0.18,16,1,1,", 1, 8, 7},
-        {createLabTask("t", 0, true, in), "LabConvert", "1,", 1, 8, 7},
-        {createHSVConvertTask("t", 0, true, in), "HSVConvert", "1,", 7, 15, 7},
+         "LogConvert", text(s_half) + text(s_one) + text(s_two) + "1,0,",
+         EMULSION::LogConvert(c, s_half, s_one, s_two, true, false)},
+        {createBloomTask("t", 0, {true, 0.5f, 50, false}, in), "Bloom", "0.5,10,0,",
+         Color(0.25f, -0.5f, 15.5f, 0.75f)},
+        {createBloomTask("t", 0, {true, 0.5f, -50, true}, in), "Bloom", "0.5,0.1,1,", c, 1, 8, 7},
+        {createStandardCompressRangeTask("t", 0, in), "CompressRange", "0.18,16,1,0,",
+         EMULSION::CompressColor(c, 0.18f, 16, 1), 1, 8, 7},
+        {createStandardExpandRangeTask("t", 0, in), "ExpandRange", "0.18,16,1,1,",
+         EMULSION::ExpandColor(c, 0.18f, 16, 1), 1, 8, 7},
+        {createLabTask("t", 0, true, in), "LabConvert", "1,", EMULSION::LabConvert(c, true), 1, 8,
+         7},
+        {createHSVConvertTask("t", 0, true, in), "HSVConvert", "1,", EMULSION::HSVConvert(c, true),
+         7, 15, 7},
         {createHSVComponentToAlphaTask("t", 0, HSVComponentValue, in), "HSVComponentToAlpha", "2,",
-         9, 15, 7},
-        {createMinRGBToAlphaTask("t", 0, in), "MinRGBToAlpha", "", 9, 15, 7},
-        {createMaxRGBToAlphaTask("t", 0, in), "MaxRGBToAlpha", "", 9, 15, 7},
-        {createScreenRGBToAlphaTask("t", 0, 4, in), "ScreenRGBToAlpha", "4,", 9, 15, 7},
-        {createPremultiplyTask("t", 0, in, nullptr), "Premultiply", "1,", 7, 8, 9},
-        {createUnpremultiplyTask("t", 0, in, in), "Unpremultiply", "0,", 7, 8, 9},
+         withAlpha(2), 9, 15, 7},
+        {createMinRGBToAlphaTask("t", 0, in), "MinRGBToAlpha", "", withAlpha(-0.5f), 9, 15, 7},
+        {createMaxRGBToAlphaTask("t", 0, in), "MaxRGBToAlpha", "", withAlpha(2), 9, 15, 7},
+        {createScreenRGBToAlphaTask("t", 0, 2, in), "ScreenRGBToAlpha", "2,", withAlpha(1), 9, 15,
+         7},
+        {createPremultiplyTask("t", 0, in, nullptr), "Premultiply", "1,", EMULSION::Premultiply(c),
+         7, 8, 9},
+        {createUnpremultiplyTask("t", 0, in, in), "Unpremultiply", "0,", EMULSION::Unpremultiply(c),
+         7, 8, 9},
     };
     for (const Described& expected : tasks)
     {
         EXPECT_EQ(expected.task->getCacheID(), identity(expected.name, expected.parameters));
         const auto op = dynamic_cast<Private::InPlaceTask&>(*expected.task).getOp();
+        EXPECT_EQ(op->computeBackgroundColor(c), expected.ofColor) << expected.name;
         EXPECT_EQ(op->computeOutputChannels(1), expected.outputOfRed) << expected.name;
         EXPECT_EQ(op->computeInputChannels(8), expected.inputForAlpha) << expected.name;
         EXPECT_EQ(op->computeInputChannels(1), expected.inputForRed) << expected.name;
@@ -134,18 +161,9 @@ TEST(ColorTasks, HaveTheirIdentitiesAndAskForTheChannelsTheyMix)
 
 TEST(ColorTasks, LeaveWhatTheyDoNotName)
 {
-    const auto backgroundOf = [](const ref_ptr<RenderTask>& task) {
-        return task->getBackgroundColor();
-    };
-    const Color color(0.25f, 0.5f, 1, 0.5f);
-    const auto in = createBackgroundColorTask("background", 0, color, input());
-    EXPECT_EQ(backgroundOf(createNContrastBoostTask("t", 0, 0, false, in)),
-              Color(0.25f, 0.5f, 1, 1));
-    EXPECT_EQ(backgroundOf(createNContrastBoostTask("t", 0, 0, true, in)), color);
-    EXPECT_EQ(backgroundOf(createInPlaceCopyTask("t", 0, in)), color);
-    EXPECT_EQ(backgroundOf(createHSVComponentToAlphaTask("t", 0, HSVComponent(3), in)), color);
-    EXPECT_EQ(backgroundOf(createHSVComponentToAlphaTask("t", 0, HSVComponentSaturation, in)),
-              Color(0.25f, 0.5f, 1, 0.75f));
-    EXPECT_EQ(backgroundOf(createBloomTask("t", 0, {true, 0.5f, 50, false}, in)),
-              Color(0.25f, 0.5f, 5.5f, 0.5f));
+    const auto in = createBackgroundColorTask("background", 0, s_color, input());
+    const auto opaque = createNContrastBoostTask("t", 0, 0, false, in);
+    EXPECT_EQ(opaque->getBackgroundColor(), withAlpha(1));
+    const auto none = createHSVComponentToAlphaTask("t", 0, HSVComponent(3), in);
+    EXPECT_EQ(none->getBackgroundColor(), s_color);
 }

@@ -207,12 +207,15 @@ TEST(PixelOperations, TreatExceptionalValuesAsDocumented)
     ClampColor(out, out, Color4f(-1, 0, 0.25f, 0), Color4f(1, 0.5f, 0.75f, 1), true, true);
     EXPECT_TRUE(std::isnan(out.r));
     EXPECT_EQ(Color4f(0, out.g, out.b, out.a), Color4f(0, 0.5f, 0.25f, 1e-45f));
+    ClampColor(out, odd, Color4f(1, 1, 1, 1), Color4f(0, 0, -1, 0.5f), true, true);
+    EXPECT_EQ(Color4f(0, out.g, out.b, out.a), Color4f(0, 0, -1, 0.5f));
     out = Threshold(odd, Color4f(0, 0, 0, 0), true, Color4f(7, 7, 7, 7), false, odd);
     EXPECT_EQ(out, Color4f(7, s_infinity, 0, 1e-45f));
     CleanupClampColor(out, Color4f(s_nan, s_infinity, -1, s_infinity), true);
     EXPECT_EQ(out, Color4f(0, 0, -1, 0));
     const Color4f wild(s_nan, s_infinity, -s_infinity, -0.0f);
-    EXPECT_EQ(EMULSION::Run(wild, *makeClearInfsAndNansOperation(true)), Color4f(0, 65504, -65504, 0));
+    EXPECT_EQ(EMULSION::Run(wild, *makeClearInfsAndNansOperation(true)),
+              Color4f(0, 65504, -65504, 0));
     const Color4f cleared = EMULSION::Run(wild, *makeClearInfsAndNansOperation(false));
     EXPECT_EQ(cleared, Color4f(0, 0, 0, 0));
     EXPECT_FALSE(std::signbit(cleared.b));
@@ -235,7 +238,8 @@ TEST(PixelOperations, TreatExceptionalValuesAsDocumented)
         }
     EXPECT_EQ(EMULSION::Run(Color4f(2, s_nan, 1, 0), *makeMinRGBToAlphaOperation()).a, 1);
     EXPECT_EQ(EMULSION::Run(Color4f(1, 2, s_nan, 0), *makeMaxRGBToAlphaOperation()).a, 2);
-    EXPECT_TRUE(std::isnan(EMULSION::Run(odd, *makeMaxRGBToAlphaOperation()).a));
+    for (const auto& limit : {makeMinRGBToAlphaOperation(), makeMaxRGBToAlphaOperation()})
+        EXPECT_TRUE(std::isnan(EMULSION::Run(odd, *limit).a));
     EXPECT_EQ(Unpremultiply(Color4f(s_infinity, 1, -1, -0.0f)), Color4f(0, 0, 0, 0));
     EXPECT_EQ(Premultiply(Color4f(2, 4, -1, 0.5f)), Color4f(1, 2, -0.5f, 0.5f));
 }
