@@ -50,7 +50,8 @@ void expectByOtherAlpha(const PatternParams& input, const PatternParams& alpha)
     const auto expect = [&](const ref_ptr<RenderTask>& task, auto combine) {
         const Picture picture = render(task, input.region.getBounds());
         EXPECT_EQ(picture.channels, input.channels | (alpha.channels & 8));
-        const Picture expected = combined(input, alpha, picture.bounds, picture.channels, combine);
+        const Picture expected =
+            combined(input, alpha, picture.bounds, picture.channels, combine, true);
         EXPECT_EQ(difference(expected, picture), "");
     };
     expect(createPremultiplyTask("p", 0, inputTask, alphaTask),
@@ -72,6 +73,7 @@ TEST_F(PremultiplyTest, TakesTheAlphaThatStandsForTheOther)
     expectByOtherAlpha(colors, matte);
     expectByOtherAlpha(all, clear);
     expectByOtherAlpha(onlyAlpha, matte);
+    expectByOtherAlpha(colors, {matte.region, 7, matte.background, 5});
 }
 
 TEST_F(PremultiplyTest, ReadsNoColorsForAlphaAlone)
