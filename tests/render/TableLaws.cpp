@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include "GraphTasks.h"
 #include "RandomGraph.h"
 #include "support/PlainEvaluator.h"
 #include "support/Tasks.h"
@@ -78,6 +79,14 @@ Picture pictureOn(const Operation& operation, Random random, bool surrounded)
     return evaluatePlainly(operation.make(random, inputs), s_window);
 }
 
+Picture channelsOf(Picture picture, unsigned long channels)
+{
+    Picture chosen(picture.bounds, channels & picture.channels);
+    const EMULSION::Image to = chosen.image(), from = picture.image();
+    EMULSION::CopyInto(&to, &from);
+    return chosen;
+}
+
 struct Described
 {
     std::string cacheID;
@@ -132,6 +141,24 @@ TEST_P(EveryDescription, HasAnIdentityThatTellsPicturesApart)
                 << graph.text() << "\nand\n"
                 << changed.text();
         }
+    });
+}
+
+TEST_P(EveryDescription, GivesAChannelTheSameValuesWhateverElseIsAskedFor)
+{
+    forEachRandomCase(12, [&](Random& random) {
+        RandomGraph graph = graphOf(GetParam(), random);
+        RenderManager::ClearRenderTaskCache();
+        const Picture whole = evaluatePlainly(graph.build()[0], s_window);
+        RenderManager::ClearRenderTaskCache();
+        const ref_ptr<RenderTask> task = graph.build()[0];
+        ShiftParams itself;
+        itself.region = s_window;
+        itself.channels = static_cast<unsigned long>(random.between(1, 14));
+        const Picture part = evaluatePlainly(new ShiftTask("part", itself, task), s_window);
+        EXPECT_EQ(difference(channelsOf(whole, itself.channels), channelsOf(part, whole.channels)),
+                  "")
+            << graph.text();
     });
 }
 
