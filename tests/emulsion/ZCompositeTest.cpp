@@ -65,7 +65,7 @@ struct Layers
 Layers randomLayers(Random& random, const Rect& bounds)
 {
     Layers layers;
-    for (int64_t i = random.oneIn(12) ? 40 : random.between(0, 6); i > 0; --i)
+    for (int64_t i = random.oneIn(12) ? random.between(30, 90) : random.between(0, 6); i > 0; --i)
     {
         const auto image = [&] {
             const Rect larger = random.oneIn(2) ? bounds : bounds.pad(2, 1, true);
