@@ -9,7 +9,8 @@
 #include "QUILT/RenderTask.h"
 
 /// Tasks that combine images. A factory is called on the thread that builds the graph; its task
-/// renders on any number of threads.
+/// renders on any number of threads. Where it makes several tasks, only the tiles of the one that
+/// it returns are kept for later renders.
 namespace QUILT
 {
 

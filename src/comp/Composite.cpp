@@ -30,9 +30,13 @@ ref_ptr<RenderTask> createCompositeTask(const std::string& name, float time, Com
 {
     ref_ptr<RenderTask> task = makeOperator({name, time, op, flagA, flagB, a, b});
     if (cleanupClamp)
+    {
+        task->setCaching(false);
         task = createCleanupClampTask(name + ".clamp", time, true, task);
+    }
     if (mix >= 1.0f)
         return task;
+    task->setCaching(false);
     return createMixTask(name + ".Mix", time, mix, b, task);
 }
 

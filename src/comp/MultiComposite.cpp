@@ -31,14 +31,19 @@ ref_ptr<RenderTask> createProductTask(const std::string& name, float time, const
         });
 }
 
-// One minus the product of what each lets through.
+// One minus the product of what each lets through, of two inputs or more.
 ref_ptr<RenderTask> createScreenTask(const std::string& name, float time, const Tasks& inputs)
 {
     Tasks inverted;
     for (size_t i = 0; i < inputs.size(); ++i)
+    {
         inverted.push_back(
             createInvertTask(name + ".preinvert." + std::to_string(i), time, inputs[i]));
-    return createInvertTask(name, time, createProductTask(name + ".mult", time, inverted));
+        inverted.back()->setCaching(false);
+    }
+    const ref_ptr<RenderTask> product = createProductTask(name + ".mult", time, inverted);
+    product->setCaching(false);
+    return createInvertTask(name, time, product);
 }
 
 }
@@ -57,9 +62,10 @@ ref_ptr<RenderTask> createMultiCompositeTask(const std::string& name, float time
             return createCompositeTask(name + ".composite." + std::to_string(number), time, op,
                                        flagA, flagB, cleanupClamp, 1.0f, a, b);
         });
-    if (cleanupClamp)
-        task = createCleanupClampTask(name + ".clamp", time, true, task);
-    return task;
+    if (!cleanupClamp)
+        return task;
+    task->setCaching(false);
+    return createCleanupClampTask(name + ".clamp", time, true, task);
 }
 
 ref_ptr<RenderTask> createMatteCombinerTask(const std::string& name, float time,

@@ -264,6 +264,8 @@ TEST(Composite, ClampsAndMixesBehindTheOperator)
     EXPECT_EQ(mixed[1]->getName(), "comp.clamp");
     const ref_ptr<RenderTask> plain = inputsOf(mixed[1])[0];
     EXPECT_EQ(plain->getName(), "comp");
+    EXPECT_FALSE(mixed[1]->getCaching() || plain->getCaching());
+    EXPECT_TRUE(mix->getCaching() && b->getCaching());
     EXPECT_EQ(mixed[1]->getCacheID(), createCleanupClampTask("", 0, true, plain)->getCacheID());
     EXPECT_EQ(composite(COMPOSITEOP_Add, false, false, true, 2, a, b)->getName(), "comp.clamp");
     for (const float nothing : {0.0f, -1.0f, std::numeric_limits<float>::quiet_NaN()})

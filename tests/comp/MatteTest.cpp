@@ -46,13 +46,13 @@ const Tasks& inputsOf(const ref_ptr<RenderTask>& task)
     return Private::RenderTask_Imp::of(*task).inputTasks();
 }
 
-// "name(first input, ...)"; a task without inputs is its name.
+// "name(first input, ...)"; a task without inputs is its name. "~" marks one that is not cached.
 std::string treeOf(const ref_ptr<RenderTask>& task)
 {
     std::string text;
     for (const ref_ptr<RenderTask>& input : inputsOf(task))
         text += (text.empty() ? "(" : ", ") + treeOf(input);
-    return task->getName() + text + (text.empty() ? "" : ")");
+    return task->getName() + (task->getCaching() ? "" : "~") + text + (text.empty() ? "" : ")");
 }
 
 Tasks makeEmpties(int count)
@@ -195,10 +195,10 @@ TEST_F(MatteTasks, ListsFoldIntoBalancedTrees)
     };
     EXPECT_EQ(multi(0, true), "m.emptyTask");
     EXPECT_EQ(multi(1, true), "i0");
-    EXPECT_EQ(multi(2, true), "m.clamp(m.composite.0.clamp(m.composite.0(i1, i0)))");
-    EXPECT_EQ(multi(3, false), "m.composite.1(m.composite.0(i2, i1), i0)");
-    EXPECT_EQ(multi(5, false), "m.composite.3(m.composite.2(m.composite.0(i4, i3), "
-                               "m.composite.1(i2, i1)), i0)");
+    EXPECT_EQ(multi(2, true), "m.clamp(m.composite.0.clamp~(m.composite.0~(i1, i0)))");
+    EXPECT_EQ(multi(3, false), "m.composite.1(m.composite.0~(i2, i1), i0)");
+    EXPECT_EQ(multi(5, false), "m.composite.3(m.composite.2~(m.composite.0~(i4, i3), "
+                               "m.composite.1~(i2, i1)), i0)");
 
     const auto combined = [](int op, int count) {
         RenderManager::ClearRenderTaskCache();
@@ -210,10 +210,10 @@ TEST_F(MatteTasks, ListsFoldIntoBalancedTrees)
     EXPECT_EQ(treeOf(combined(MATTECOMBINER_Screen, 1)), "i0");
     EXPECT_EQ(treeOf(combined(MATTECOMBINER_First, 3)), "i0");
     EXPECT_EQ(treeOf(combined(MATTECOMBINER_Multiply, 3)),
-              "m.combiner.1(m.combiner.0(i0, i1), i2)");
+              "m.combiner.1(m.combiner.0~(i0, i1), i2)");
     EXPECT_EQ(treeOf(combined(MATTECOMBINER_Screen, 3)),
-              "m(m.mult.combiner.1(m.mult.combiner.0(m.preinvert.0(i0), m.preinvert.1(i1)), "
-              "m.preinvert.2(i2)))");
+              "m(m.mult.combiner.1~(m.mult.combiner.0~(m.preinvert.0~(i0), m.preinvert.1~(i1)), "
+              "m.preinvert.2~(i2)))");
 }
 
 // Over is associative, so that the tree shows what layer on layer would, but for rounding: a node
