@@ -77,6 +77,9 @@ ToolProcess::ToolProcess(const TestFolder& folder, const std::vector<std::string
         throw std::runtime_error("no process");
     if (m_pid > 0)
         return;
+    // A shell starts what runs in its background with these ignored, and the tool would stay so.
+    for (const int signal : {SIGINT, SIGTERM, SIGHUP})
+        ::signal(signal, SIG_DFL);
     ::unsetenv("OCIO");
     ::setenv("LANTERN_TMPDIR", folder.path().c_str(), 1);
     for (const auto& [name, value] : environment)
