@@ -97,6 +97,25 @@ TEST(RenderCommand, CachesBetweenFramesOnly)
     EXPECT_EQ(cached({"1-2", "--no-cache"}), 0);
 }
 
+TEST(RenderCommand, MakesTheSameOfAFrameInARunAndAlone)
+{
+    const TestFolder folder;
+    const Json gain = {{"keys", {{"1", 0.5}, {"2", 0.5000003}, {"3", 0.5}}}};
+    const Json graph =
+        graphOf({{"wheel", node("HueWheel")},
+                 {"grade", node("Gain", {{"gain", gain}}, {{"input", "wheel"}})}},
+                {{{"node", "grade"}, {"file", "$F.exr"}, {"params", {{"type3OptionB", "float"}}}}});
+    const std::string file = folder.write("g.json", graph);
+    ASSERT_EQ(runTool(folder, {"render", file, "--frames", "1-3"}).status, s_done);
+    for (const char* frame : {"1", "2", "3"})
+    {
+        const std::string picture = folder / frame + ".exr", alone = folder / "alone.exr";
+        ASSERT_EQ(runTool(folder, {"render", file, "--frames", frame, "-o", alone}).status, s_done);
+        for (const int64_t x : {5, 35, 65, 95})
+            EXPECT_EQ(redAt(picture, x, 20), redAt(alone, x, 20)) << "frame " << frame;
+    }
+}
+
 TEST(RenderCommand, GoesOnBehindAFailedFrame)
 {
     const TestFolder folder;

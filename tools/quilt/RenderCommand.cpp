@@ -5,6 +5,7 @@
 #include <Bramble3/XmlElement.h>
 #include <QUILT/RenderManager.h>
 
+#include "CacheGuard.h"
 #include "CommandLine.h"
 #include "RenderFrame.h"
 #include "RenderReport.h"
@@ -70,7 +71,11 @@ private:
         for (size_t i = 0; i < m_options.frames.size() && !stopRequested(); ++i)
         {
             const int64_t frame = m_options.frames[i];
-            const FrameJob job{frame, i, m_options.area, stopRequested, {}, listener(frame)};
+            const auto guardCache = [this](const Frame& built) {
+                m_cacheGuard.check(m_graph, built);
+            };
+            const FrameJob job{frame,         i,          m_options.area,
+                               stopRequested, guardCache, listener(frame)};
             m_results.push_back(renderFrame(m_graph, job, m_progress));
             tell(m_results.back());
             if (m_trace)
@@ -125,6 +130,7 @@ private:
     const Clock::time_point m_start = Clock::now();
     const GraphFile m_graph;
     Progress m_progress;
+    CacheGuard m_cacheGuard;
     std::vector<FrameResult> m_results;
     NodeStatistics m_nodes;
     std::optional<Trace> m_trace;
