@@ -1,6 +1,7 @@
 // `quilt render` as a process: pictures, exit status, report, swap folder.
 
 #include <csignal>
+#include <cstring>
 
 #include <gtest/gtest.h>
 
@@ -211,7 +212,7 @@ TEST(RenderCommand, SaysWhenATileFails)
     EXPECT_FALSE(std::filesystem::exists(folder / "out.exr"));
 }
 
-TEST(RenderCommand, RefusesToDestroyPictures)
+TEST(RenderCommand, RefusesToDestroyFiles)
 {
     const TestFolder folder;
     const Json nodes = {{"c", node("Bars")},
@@ -236,6 +237,23 @@ TEST(RenderCommand, RefusesToDestroyPictures)
     EXPECT_EQ(refusal({output("plate", "p.3.exr")}, {"--frames", "1-3"}),
               start + "/outputs/0/file: \"" + folder / "p.3.exr" +
                   "\" is written by /outputs/0 (node \"plate\") and read by node \"plate\"\n");
+    for (const char* option : {"--json", "--log", "--stats-xml", "--trace"})
+    {
+        const std::string by = " is written by " + std::string(option);
+        const auto found = [&](const char* file) {
+            const std::string path = folder / file;
+            const std::string err =
+                refusal({output("plate", "x.exr")}, {option, path, "--ocio", folder / "c.ocio"});
+            EXPECT_EQ(err.find(option + (": \"" + path + '"')), 0) << err;
+            return err.substr(0, err.find('\n')).substr(path.size() + 4 + std::strlen(option));
+        };
+        EXPECT_EQ(found("p.1.exr"), by + " and read by node \"plate\"");
+        EXPECT_EQ(found("g.json"), by + " and read as the graph file");
+        EXPECT_EQ(found("c.ocio"), by + " and read as the OpenColorIO config");
+        EXPECT_EQ(found("./x.exr"),
+                  " is written by /outputs/0 (node \"plate\") and by " + std::string(option));
+    }
+    EXPECT_NE(refusal({output("c", "x.exr")}, {"--trace", "t", "--json", "./t"}), "");
     EXPECT_EQ(folder.names(), std::vector<std::string>{"g.json"});
 }
 

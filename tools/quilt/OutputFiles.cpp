@@ -15,7 +15,7 @@ namespace fs = std::filesystem;
 
 struct FileParam
 {
-    std::string place; // JSON pointer
+    std::string place; // JSON pointer, or an option
     std::string owner; // for people
     std::string file;
 };
@@ -26,6 +26,54 @@ std::string canonical(const std::string& file)
     std::error_code error;
     const fs::path path = fs::weakly_canonical(fs::absolute(file, error), error);
     return error ? file : path.string();
+}
+
+// Who writes which file, and what is wrong with that.
+class Writers
+{
+public:
+    explicit Writers(const GraphFile& graph) : m_start(graph.path.string() + ": ") {}
+
+    void add(const FileParam& writer)
+    {
+        const auto [other, isNew] = m_byFile.try_emplace(canonical(writer.file), writer);
+        if (!isNew && other->second.place != writer.place)
+            note(writer, "by " + other->second.owner + " and by " + writer.owner);
+    }
+
+    /// `how`: "by node x"
+    void checkReader(const std::string& file, const std::string& how)
+    {
+        const auto writer = m_byFile.find(canonical(file));
+        if (writer != m_byFile.end())
+            note(writer->second, "by " + writer->second.owner + " and read " + how);
+    }
+
+    void throwIfWrong() const
+    {
+        if (!m_lines.empty())
+            throw UsageError(std::vector<std::string>(m_lines.begin(), m_lines.end()));
+    }
+
+private:
+    void note(const FileParam& writer, const std::string& by)
+    {
+        const bool isInGraph = writer.place.starts_with('/');
+        m_lines.insert((isInGraph ? m_start : "") + writer.place + ": " + inQuotes(writer.file) +
+                       " is written " + by);
+    }
+
+    const std::string m_start;
+    std::map<std::string, FileParam> m_byFile; // of all frames
+    std::set<std::string> m_lines;
+};
+
+// Others, such as /dev/null, take what comes from several sides.
+bool isOrWillBeOrdinary(const std::string& file)
+{
+    std::error_code ignored;
+    const fs::file_status status = fs::status(file, ignored);
+    return !fs::exists(status) || fs::is_regular_file(status);
 }
 
 bool writesNothing(const Node& node)
@@ -67,28 +115,22 @@ std::string pathOf(const std::string& picture)
     return picture.substr(0, picture.find("?part="));
 }
 
-void checkOutputFiles(const GraphFile& graph, const std::vector<int64_t>& frames)
+void checkOutputFiles(const GraphFile& graph, const std::vector<int64_t>& frames,
+                      const OtherFiles& others)
 {
-    std::map<std::string, FileParam> writers; // by the file, of all frames
-    std::set<std::string> lines;
-    const std::string start = graph.path.string() + ": ";
+    Writers writers(graph);
     for (const int64_t frame : frames)
         for (const FileParam& writer : filesAt(graph, frame, FileUse::Write))
-        {
-            const auto [other, isNew] = writers.try_emplace(canonical(writer.file), writer);
-            if (!isNew && other->second.place != writer.place)
-                lines.insert(start + writer.place + ": " + inQuotes(writer.file) +
-                             " is written by " + other->second.owner + " and by " + writer.owner);
-        }
+            writers.add(writer);
+    for (const OtherFile& other : others.written)
+        if (isOrWillBeOrdinary(other.file))
+            writers.add({other.use, other.use, other.file});
     for (const int64_t frame : frames)
         for (const FileParam& reader : filesAt(graph, frame, FileUse::Read))
-            if (const auto writer = writers.find(canonical(pathOf(reader.file)));
-                writer != writers.end())
-                lines.insert(start + writer->second.place + ": " + inQuotes(writer->second.file) +
-                             " is written by " + writer->second.owner + " and read by " +
-                             reader.owner);
-    if (!lines.empty())
-        throw UsageError(std::vector<std::string>(lines.begin(), lines.end()));
+            writers.checkReader(pathOf(reader.file), "by " + reader.owner);
+    for (const OtherFile& other : others.read)
+        writers.checkReader(other.file, "as " + other.use);
+    writers.throwIfWrong();
 }
 
 std::vector<std::string> picturesToRead(const GraphFile& graph, const std::vector<int64_t>& frames)

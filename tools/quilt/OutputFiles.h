@@ -9,10 +9,22 @@
 namespace QuiltTool
 {
 
-/// Refuses, before anything is rendered, what would destroy pictures: two outputs that write one
-/// file, and an output onto a picture that the graph reads at any of the frames. Throws UsageError
-/// that names the nodes.
-void checkOutputFiles(const GraphFile& graph, const std::vector<int64_t>& frames);
+/// A file that a command uses beside the graph's pictures.
+struct OtherFile
+{
+    std::string use; ///< "--trace", "the graph file"
+    std::string file;
+};
+
+struct OtherFiles
+{
+    std::vector<OtherFile> read, written;
+};
+
+/// Refuses, before anything is rendered, what would destroy files: two writers of one file, and a
+/// writer of a file that is read, at any of the frames. Throws UsageError that names the nodes.
+void checkOutputFiles(const GraphFile& graph, const std::vector<int64_t>& frames,
+                      const OtherFiles& others);
 
 /// The pictures that the outputs read at these frames, each once.
 std::vector<std::string> picturesToRead(const GraphFile& graph, const std::vector<int64_t>& frames);

@@ -11,6 +11,7 @@
 
 #include "ColorConfig.h"
 #include "OutputFiles.h"
+#include "RenderSettings.h"
 #include "Signals.h"
 #include "Version.h"
 
@@ -28,6 +29,27 @@ void startLog(const std::optional<std::string>& file)
         throw UsageError("--log: " + *file + " cannot be written");
     QUILT::RenderManager::setRenderLogFile(file.value_or("/dev/null"));
     QUILT::RenderManager::setRenderDebug(file.has_value());
+}
+
+OtherFiles otherFiles(const GraphFile& graph, const RenderOptions& options)
+{
+    OtherFiles files;
+    if (options.graph != "-")
+        files.read.push_back({"the graph file", options.graph});
+    const std::string config =
+        merged(options.settings, graph.settings).ocio.value_or(colorConfigOfEnvironment());
+    if (!config.empty())
+        files.read.push_back({"the OpenColorIO config", config});
+    const auto add = [&](const char* option, const std::optional<std::string>& file) {
+        if (file)
+            files.written.push_back({option, *file});
+    };
+    if (options.json != "-")
+        add("--json", options.json);
+    add("--log", options.log);
+    add("--stats-xml", options.statsXml);
+    add("--trace", options.trace);
+    return files;
 }
 
 }
@@ -54,7 +76,7 @@ GraphFile readGraphToRender(const RenderOptions& options)
     if (graph.outputs.empty())
         throw UsageError(options.graph +
                          ": /outputs: missing; expected at least one output to render");
-    checkOutputFiles(graph, options.frames);
+    checkOutputFiles(graph, options.frames, otherFiles(graph, options));
     return graph;
 }
 

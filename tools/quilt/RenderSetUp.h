@@ -29,7 +29,7 @@ private:
 bool showsBar(const RenderOptions& options);
 
 /// Reads a graph file that has outputs which can be rendered at the frames of the options without
-/// destroying pictures. Throws UsageError.
+/// destroying a file that is read. Throws UsageError.
 GraphFile readGraphToRender(const RenderOptions& options);
 
 /// Warns of outputs that every frame writes anew.
