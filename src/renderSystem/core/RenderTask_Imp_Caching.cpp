@@ -203,6 +203,8 @@ void RenderTask_Imp::updateEditHistory(const std::vector<RenderDescription>& out
     identities.reserve(tasks.size());
     for (RenderTask_Imp* const task : tasks)
     {
+        task->m_isInHistory =
+            false; // a task may meet a later render, as the input of another graph
         task->m_probabilityIsNeeded = isNeeded[task->m_editIndex] ? 1.0f : 0.0f;
         probabilities.emplace_back(task->m_name, task->m_probabilityIsNeeded);
         identities.insert(task->m_cacheID);
