@@ -112,7 +112,9 @@ enum CompositeOp : uint32_t
 /// Where an input has no data and its background colour is zero, Over, Under, Atop, In, Out, Add,
 /// Exclusion, Multiply and Divide copy the other input or clear, instead of calculating. That gives
 /// the same pixels but for the sign of zero, and where that other input holds infinities or NaN:
-/// what becomes of these may then depend on how the picture is cut into tiles.
+/// what becomes of these may then depend on how the picture is cut into tiles. The data of a
+/// product ends as if the other factor were finite: where that one's background colour is not, the
+/// product is NaN all around.
 ///
 /// \param flagA         Max, Min: the one that is larger (smaller) in magnitude
 /// \param flagB         Over, Under, Atop, In, Out: alpha as a weight is clamped to 0..1, and NaN

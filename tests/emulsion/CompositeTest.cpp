@@ -356,7 +356,11 @@ TEST_P(EveryOperator, FollowsItsFormulaAndItsLaws)
         }
         if (op.laws & Commutes)
         {
-            ASSERT_EQ(result, op.ofColors(b, a)) << a << " with " << b;
+            const Color4f x = anyColor(random), y = anyColor(random);
+            const Color4f xy = op.ofColors(x, y), yx = op.ofColors(y, x);
+            for (int i = 0; i < 4; ++i)
+                ASSERT_TRUE(xy[i] == yx[i] || (std::isnan(xy[i]) && std::isnan(yx[i])))
+                    << x << " with " << y;
         }
         if (op.laws & Associates)
         {
@@ -364,7 +368,7 @@ TEST_P(EveryOperator, FollowsItsFormulaAndItsLaws)
             const Color4f left = op.ofColors(op.ofColors(x, y), z);
             const Color4f right = op.ofColors(x, op.ofColors(y, z));
             for (int i = 0; i < 4; ++i)
-                ASSERT_TRUE(near(left[i], right[i])) << x << ' ' << y << ' ' << z;
+                ASSERT_NEAR(left[i], right[i], 1e-6) << x << ' ' << y << ' ' << z;
         }
     });
 }
