@@ -1,5 +1,6 @@
 #include <EMULSION/ColorMatrix.h>
 
+#include "private/InnerTask.h"
 #include "QUILT/ColorTasks.h"
 #include "QUILT/CurveTasks.h"
 
@@ -29,8 +30,9 @@ ref_ptr<RenderTask> shiftInHSV(const std::string& name, float time, const HueShi
     Imath::Matrix44<float> scaled;
     scaled[1][1] = params.saturation;
     const Imath::Color4<float> turned(params.hue / 360.0f, 0, 0, 0);
-    const auto hsv = createHSVConvertTask(name + ".tohsv", time, true, input);
-    const auto shifted = createColorTransformTask(name + ".hueshiftmtx", time, scaled, turned, hsv);
+    const auto hsv = Private::inner(createHSVConvertTask(name + ".tohsv", time, true, input));
+    const auto shifted =
+        Private::inner(createColorTransformTask(name + ".hueshiftmtx", time, scaled, turned, hsv));
     return createHSVConvertTask(name + ".fromhsv", time, false, shifted);
 }
 

@@ -10,6 +10,7 @@
 #include "private/Assert.h"
 #include "private/Channels.h"
 #include "private/FirstInputTask.h"
+#include "private/InnerTask.h"
 #include "private/Require.h"
 #include "QUILT/ChannelTasks.h"
 #include "QUILT/ColorTasks.h"
@@ -136,20 +137,21 @@ float toLog(float value)
 ref_ptr<RenderTask> placeLuminance(const std::string& name, float time, bool useLog,
                                    RangeKeyType type, const ref_ptr<RenderTask>& input)
 {
-    ref_ptr<RenderTask> lum = createLuminanceTask(name + ".luminance", time, input);
+    using Private::inner;
+    ref_ptr<RenderTask> lum = inner(createLuminanceTask(name + ".luminance", time, input));
     if (useLog)
-        lum = createLogConvertTask(name + ".logConvert", time, true, lum);
+        lum = inner(createLogConvertTask(name + ".logConvert", time, true, lum));
     const std::string mergeName = name + ".channelMerge";
     if (type == RangeKeySMHInRGB)
-        return createChannelMergeTask(mergeName, time, lum, lum, lum, input);
+        return inner(createChannelMergeTask(mergeName, time, lum, lum, lum, input));
     if (useLog)
     {
         // The conversion leaves alpha alone.
         const unsigned long red[4] = {EMULSION::ChannelRed, EMULSION::ChannelRed,
                                       EMULSION::ChannelRed, EMULSION::ChannelRed};
-        lum = createSwizzleTask(name + ".logSwizzle", time, red, lum);
+        lum = inner(createSwizzleTask(name + ".logSwizzle", time, red, lum));
     }
-    return createChannelMergeTask(mergeName, time, input, input, input, lum);
+    return inner(createChannelMergeTask(mergeName, time, input, input, input, lum));
 }
 
 }

@@ -1,4 +1,5 @@
 #include "BaseCompositeTask.h"
+#include "private/InnerTask.h"
 #include "QUILT/ColorTasks.h"
 #include "QUILT/CompositeTasks.h"
 #include "QUILT/Exceptions.h"
@@ -30,14 +31,10 @@ ref_ptr<RenderTask> createCompositeTask(const std::string& name, float time, Com
 {
     ref_ptr<RenderTask> task = makeOperator({name, time, op, flagA, flagB, a, b});
     if (cleanupClamp)
-    {
-        task->setCaching(false);
-        task = createCleanupClampTask(name + ".clamp", time, true, task);
-    }
+        task = createCleanupClampTask(name + ".clamp", time, true, Private::inner(task));
     if (mix >= 1.0f)
         return task;
-    task->setCaching(false);
-    return createMixTask(name + ".Mix", time, mix, b, task);
+    return createMixTask(name + ".Mix", time, mix, b, Private::inner(task));
 }
 
 }

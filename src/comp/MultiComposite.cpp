@@ -1,4 +1,5 @@
 #include "FoldInPairs.h"
+#include "private/InnerTask.h"
 #include "QUILT/ColorTasks.h"
 #include "QUILT/CompositeTasks.h"
 #include "QUILT/ProceduralTasks.h"
@@ -37,13 +38,11 @@ ref_ptr<RenderTask> createScreenTask(const std::string& name, float time, const 
     Tasks inverted;
     for (size_t i = 0; i < inputs.size(); ++i)
     {
-        inverted.push_back(
-            createInvertTask(name + ".preinvert." + std::to_string(i), time, inputs[i]));
-        inverted.back()->setCaching(false);
+        inverted.push_back(Private::inner(
+            createInvertTask(name + ".preinvert." + std::to_string(i), time, inputs[i])));
     }
-    const ref_ptr<RenderTask> product = createProductTask(name + ".mult", time, inverted);
-    product->setCaching(false);
-    return createInvertTask(name, time, product);
+    return createInvertTask(name, time,
+                            Private::inner(createProductTask(name + ".mult", time, inverted)));
 }
 
 }
@@ -64,8 +63,7 @@ ref_ptr<RenderTask> createMultiCompositeTask(const std::string& name, float time
         });
     if (!cleanupClamp)
         return task;
-    task->setCaching(false);
-    return createCleanupClampTask(name + ".clamp", time, true, task);
+    return createCleanupClampTask(name + ".clamp", time, true, Private::inner(task));
 }
 
 ref_ptr<RenderTask> createMatteCombinerTask(const std::string& name, float time,

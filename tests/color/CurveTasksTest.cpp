@@ -12,6 +12,7 @@
 #include <gtest/gtest.h>
 
 #include "private/InPlaceTask.h"
+#include "private/RenderTask_Imp.h"
 #include "support/ColorConfig.h"
 #include "support/Render.h"
 
@@ -143,6 +144,7 @@ TEST_F(CurveTasks, HueShiftIsAMatrixOrThreeTasks)
     params.saturation = 0.5f;
     const auto inHSV = createHueShiftTask("t", 0, params, in);
     EXPECT_EQ(inHSV->getName(), "t.fromhsv");
+    EXPECT_FALSE(Private::RenderTask_Imp::of(*inHSV).inputTasks()[0]->getCaching());
     const Picture picture = render(inHSV, Rect(0, 0, 1, 1));
     // From hue 11 / 18 and saturation 0.75 to hue 1 / 9 and saturation 0.375.
     const float expected[] = {1, 0.875f, 0.625f, 0.5f};
