@@ -9,6 +9,7 @@
 #include <hwy/highway.h>
 
 #include "CurveTable.h"
+#include "LoadFours-inl.h"
 
 HWY_BEFORE_NAMESPACE();
 namespace EMULSION::HWY_NAMESPACE
@@ -16,94 +17,99 @@ namespace EMULSION::HWY_NAMESPACE
 
 namespace hn = hwy::HWY_NAMESPACE;
 
-// What the lanes' knots hold, by their numbers. Single loads and not gathers: on processors that
-// are guarded against what gathers give away, these are slower.
-template <class D, class V = hn::Vec<D>>
-void loadKnots(D d, const Private::Knot* knots, const int32_t* numbers, V& place, V& value,
-               V& slope)
+// What the lanes' knots hold, by their numbers.
+template <class D, class V = hn::Vec<D>, class VI>
+void loadKnots(D d, const Private::Curve& curve, VI numbers, V& place, V& value, V& slope)
 {
-    if constexpr (hn::MaxLanes(D()) == 1)
-    {
-        const Private::Knot& knot = knots[*numbers];
-        place = hn::Set(d, knot.place);
-        value = hn::Set(d, knot.value);
-        slope = hn::Set(d, knot.slope);
-    }
-#if HWY_TARGET != HWY_SCALAR
-    else if constexpr (hn::MaxLanes(D()) == 4)
-    {
-        const auto load = [&](int lane) { return hn::Load(d, &knots[numbers[lane]].place); };
-        const auto knot0 = load(0), knot1 = load(1), knot2 = load(2), knot3 = load(3);
-        const auto even = hn::InterleaveLower(d, knot0, knot2);
-        const auto odd = hn::InterleaveLower(d, knot1, knot3);
-        place = hn::InterleaveLower(d, even, odd);
-        value = hn::InterleaveUpper(d, even, odd);
-        slope = hn::InterleaveLower(d, hn::InterleaveUpper(d, knot0, knot2),
-                                    hn::InterleaveUpper(d, knot1, knot3));
-    }
-    else
-    {
-        const hn::Half<D> half;
-        hn::Vec<decltype(half)> places[2], values[2], slopes[2];
-        for (size_t i : {0, 1})
-            loadKnots(half, knots, numbers + i * hn::Lanes(half), places[i], values[i], slopes[i]);
-        place = hn::Combine(d, places[1], places[0]);
-        value = hn::Combine(d, values[1], values[0]);
-        slope = hn::Combine(d, slopes[1], slopes[0]);
-    }
-#endif
+    const hn::RebindToSigned<D> di;
+    HWY_ALIGN int32_t offsets[hn::MaxLanes(D())];
+    hn::Store(hn::ShiftLeft<2>(numbers), di, offsets);
+    V knots[4];
+    loadFours(d, &curve.knots->place, offsets, knots);
+    place = knots[0];
+    value = knots[1];
+    slope = knots[2];
 }
 
-// Turns the numbers of buckets into those of the last knots at or below the places. Knots of lower
-// buckets are below a place, and those of higher ones above it, because the bucket grows with the
-// place.
-inline void searchKnots(const Private::Curve& curve, const float* places, int32_t* numbers,
-                        size_t count)
+// The numbers of the last knots at or below the places, in the buckets that these are in. Knots of
+// lower buckets are below a place, and those of higher ones above it, because the bucket grows with
+// the place.
+template <class D, class VI>
+VI searchKnots(D d, const Private::Curve& curve, hn::Vec<D> place, VI bucket)
 {
-    for (size_t i = 0; i < count; ++i)
+    const hn::RebindToSigned<D> di;
+    HWY_ALIGN int32_t numbers[hn::MaxLanes(D())];
+    HWY_ALIGN float places[hn::MaxLanes(D())];
+    hn::Store(bucket, di, numbers);
+    hn::Store(place, d, places);
+    for (size_t i = 0; i < hn::Lanes(d); ++i)
     {
         int32_t knot = curve.starts[numbers[i]];
         for (int32_t step = curve.longestStep; step > 0; step /= 2)
             knot += curve.places[knot + step] <= places[i] ? step : 0;
         numbers[i] = knot;
     }
+    return hn::Load(di, numbers);
 }
 
-// The curve's values at x: CurvePoints tells what they are.
-template <class D>
-hn::Vec<D> evaluate(D d, const Private::Curve& curve, hn::Vec<D> x)
+// The last knots at or below the places, and what they hold.
+template <class D, class V = hn::Vec<D>>
+void findKnots(D d, const Private::Curve& curve, V place, V& knotPlace, V& value, V& slope)
 {
-    if (curve.isIdentity())
-        return x;
     const hn::RebindToSigned<D> di;
-    const auto first = hn::Set(d, curve.first);
-    const auto last = hn::Set(d, curve.last);
     const auto lastBucket = hn::Set(d, curve.lastBucket);
-    // The comparisons are false for NaN, which so is looked up at a place that there is.
-    auto place = hn::IfThenElse(hn::Gt(x, first), x, first);
-    place = hn::IfThenElse(hn::Lt(place, last), place, last);
     auto bucket = hn::Mul(hn::Sub(place, hn::Set(d, curve.origin)), hn::Set(d, curve.scale));
     bucket = hn::IfThenElse(hn::Lt(bucket, lastBucket), bucket, lastBucket);
-
-    HWY_ALIGN int32_t numbers[hn::MaxLanes(D())];
-    const auto bucketNumbers = hn::ConvertTo(di, bucket);
-    hn::Store(bucketNumbers, di, numbers);
+    auto numbers = hn::ConvertTo(di, bucket);
     if (curve.starts)
-    {
-        HWY_ALIGN float places[hn::MaxLanes(D())];
-        hn::Store(place, d, places);
-        searchKnots(curve, places, numbers, hn::Lanes(d));
-    }
-    hn::Vec<D> knotPlace, knotValue, slope;
-    loadKnots(d, curve.knots, numbers, knotPlace, knotValue, slope);
+        numbers = searchKnots(d, curve, place, numbers);
+    loadKnots(d, curve, numbers, knotPlace, value, slope);
     const auto isBelow = hn::Lt(place, knotPlace);
     if (HWY_UNLIKELY(!hn::AllFalse(d, isBelow)))
     {
         // Evenly spaced knots: a little below one it is the knot before.
         const auto before = hn::VecFromMask(di, hn::RebindMask(di, isBelow));
-        hn::Store(hn::Add(bucketNumbers, before), di, numbers);
-        loadKnots(d, curve.knots, numbers, knotPlace, knotValue, slope);
+        loadKnots(d, curve, hn::Add(numbers, before), knotPlace, value, slope);
     }
+}
+
+// The same where the knots are so few that they fit in a vector.
+template <class D, class V = hn::Vec<D>>
+void findFewKnots(D d, const Private::FewKnots& knots, V place, V& knotPlace, V& value, V& slope)
+{
+    static_assert(hn::MaxLanes(D()) <= Private::FewKnots::s_most);
+    const hn::RebindToSigned<D> di;
+    const auto lookUp = [d](const float* table, hn::VFromD<decltype(di)> numbers) {
+        return hn::TableLookupLanes(hn::Load(d, table), hn::IndicesFromVec(d, numbers));
+    };
+    auto knot = hn::Zero(di);
+    for (int32_t step = knots.longestStep; step > 0; step /= 2)
+    {
+        const auto next = hn::Add(knot, hn::Set(di, step));
+        const auto isReached = hn::Le(lookUp(knots.places, next), place);
+        knot = hn::IfThenElse(hn::RebindMask(di, isReached), next, knot);
+    }
+    knotPlace = lookUp(knots.places, knot);
+    value = lookUp(knots.values, knot);
+    slope = lookUp(knots.slopes, knot);
+}
+
+// The curve's values at x: CurvePoints tells what they are.
+template <class D>
+HWY_INLINE hn::Vec<D> evaluate(D d, const Private::Curve& curve, hn::Vec<D> x)
+{
+    if (curve.isIdentity())
+        return x;
+    const auto first = hn::Set(d, curve.first);
+    const auto last = hn::Set(d, curve.last);
+    // The comparisons are false for NaN, which so is looked up at a place that there is.
+    auto place = hn::IfThenElse(hn::Gt(x, first), x, first);
+    place = hn::IfThenElse(hn::Lt(place, last), place, last);
+    hn::Vec<D> knotPlace, knotValue, slope;
+    if (curve.knotCount <= hn::Lanes(d))
+        findFewKnots(d, *curve.few, place, knotPlace, knotValue, slope);
+    else
+        findKnots(d, curve, place, knotPlace, knotValue, slope);
     const auto inside = hn::Add(knotValue, hn::Mul(hn::Sub(place, knotPlace), slope));
     const auto value = hn::IfThenElse(hn::Lt(x, first), hn::Set(d, curve.below), inside);
     return hn::IfThenElse(hn::IsNaN(x), x, value);

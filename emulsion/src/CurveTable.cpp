@@ -102,6 +102,9 @@ CurveTable::CurveTable(const CurvePoints& points)
     if (!findEvenBuckets())
         makeBuckets();
     m_curve.knots = m_knots.data();
+    m_curve.knotCount = m_knots.size();
+    if (m_knots.size() <= FewKnots::s_most)
+        setFewKnots();
 }
 
 void CurveTable::setKnots(const Points& points)
@@ -130,12 +133,22 @@ void CurveTable::addKnot(float place, float value, float nextPlace, float nextVa
 }
 
 // A whole number of steps up to each knot, so that its number is that of its bucket. The origin
-// stands a little below the first knot, that rounding may shift a place a little.
+// stands a little below the first knot, that rounding may shift a place a little; the less it does,
+// the fewer places just below a knot fall into its bucket and have to be looked up twice.
 bool CurveTable::findEvenBuckets()
 {
-    constexpr double leeway = 1.0 / 64;
     if (m_knots.size() > s_mostBuckets)
         return false;
+    for (double leeway = 1.0 / 4096; leeway <= 1.0 / 64; leeway *= 2)
+    {
+        if (fitEvenBuckets(leeway))
+            return true;
+    }
+    return false;
+}
+
+bool CurveTable::fitEvenBuckets(double leeway)
+{
     const auto lastKnot = static_cast<int32_t>(m_knots.size() - 1);
     const double step = lastKnot == 0 ? 1.0 : (double(m_curve.last) - m_curve.first) / lastKnot;
     m_curve.origin = toFloat(m_curve.first - leeway * step);
@@ -190,6 +203,16 @@ int32_t CurveTable::bucketOf(float place) const
 {
     const float bucket = (place - m_curve.origin) * m_curve.scale;
     return static_cast<int32_t>(bucket < m_curve.lastBucket ? bucket : m_curve.lastBucket);
+}
+
+void CurveTable::setFewKnots()
+{
+    std::ranges::fill(m_few.places, s_infinity);
+    std::ranges::transform(m_knots, m_few.places, &Knot::place);
+    std::ranges::transform(m_knots, m_few.values, &Knot::value);
+    std::ranges::transform(m_knots, m_few.slopes, &Knot::slope);
+    m_few.longestStep = static_cast<int32_t>(std::bit_floor(m_knots.size() - 1));
+    m_curve.few = &m_few;
 }
 
 float CurveTable::valueAt(float x) const

@@ -18,6 +18,18 @@ struct alignas(16) Knot
     float unused = 0.0f; // a knot is loaded as four floats
 };
 
+/// Knots that are looked up in registers: as many as the longest vectors hold. Behind the
+/// last one the places are infinite.
+struct FewKnots
+{
+    static constexpr size_t s_most = 16;
+
+    alignas(64) float places[s_most];
+    float values[s_most] = {};
+    float slopes[s_most] = {};
+    int32_t longestStep = 0; // of the search, as below
+};
+
 /// What the vectors of CurveTable-inl.h read of a table: numbers and pointers, copied freely. It
 /// lives no longer than its table.
 struct Curve
@@ -28,6 +40,9 @@ struct Curve
     const int32_t* starts = nullptr;
     const float* places = nullptr; // of the knots, for the search upwards from there
     int32_t longestStep = 0;       // of that search; steps are halved down to 1
+
+    size_t knotCount = 0;
+    const FewKnots* few = nullptr; // the same knots, if they are few
 
     float first = 0.0f; // the places of the first and the last knot
     float last = 0.0f;
@@ -63,13 +78,16 @@ private:
     void setKnots(const Points& points);
     void addKnot(float place, float value, float nextPlace, float nextValue);
     bool findEvenBuckets();
+    bool fitEvenBuckets(double leeway);
     void makeBuckets();
+    void setFewKnots();
     bool fitBuckets(int32_t count);
     int32_t bucketOf(float place) const;
 
     std::vector<Knot> m_knots;
     std::vector<int32_t> m_starts;
     std::vector<float> m_places; // of the knots, and room behind them; only where there are starts
+    FewKnots m_few;
     Curve m_curve;
 };
 

@@ -89,27 +89,52 @@ TEST(CurveTable, IsLinearBetweenItsPointsAndExactAtThem)
     });
 }
 
-// Whatever the points are, each instruction set gives the same, and reads within the tables.
+// Whatever the points are, vectors of all instruction sets give what a single value gives, and read
+// within the tables.
 TEST(CurveTable, IsSafeWithAnyFloats)
 {
-    forEachRandomCase(100, [](Random& random) {
-        std::vector<float> points(static_cast<size_t>(2 * random.between(0, 40)));
+    forEachRandomCase(200, [](Random& random) {
+        std::vector<float> points = randomPoints(random);
         for (float& value : points)
-            value = random.oneIn(4) ? anyFloat(random) : static_cast<float>(random.real(-1, 1));
-        const CurveTable table({points.data(), points.size() / 2});
-        std::vector<float> places(50);
-        for (float& x : places)
-            x = random.oneIn(2) ? anyFloat(random) : static_cast<float>(random.real(-1, 1));
-        const auto valuesOn = [&](const std::string& target) {
-            const SimdScope scope(target);
-            std::vector<float> values;
-            std::ranges::transform(places, std::back_inserter(values),
-                                   [&](float x) { return table.valueAt(x); });
-            return values;
-        };
+            value = random.oneIn(32) ? anyFloat(random) : value;
+        const CurvePoints curve{points.data(), points.size() / 2};
+        const CurveTable table(curve);
+        const int64_t count = 50;
+        std::vector<float> places, expected;
+        for (int64_t i = 0; i < count; ++i)
+        {
+            const float near =
+                points[static_cast<size_t>(2 * random.between(0, std::ssize(points) / 2 - 1))];
+            places.push_back(random.oneIn(2) ? anyFloat(random)
+                                             : near + static_cast<float>(random.real(-1, 1)));
+            expected.push_back(table.valueAt(places.back()));
+        }
         for (const std::string& target : Private::simdTargets())
-            EXPECT_TRUE(sameButForNaNs(valuesOn(target), valuesOn("scalar"))) << target;
+        {
+            const SimdScope scope(target);
+            std::vector<float> values = places;
+            const Image image{1, 1, UTIL::Rect(0, 0, count, 1), count * sizeof(float),
+                              values.data()};
+            EMULSION::Run(&image, &image, *makeRGBACurvesOperation(curve, {}, {}, {}));
+            EXPECT_TRUE(sameButForNaNs(values, expected)) << target;
+        }
     });
+}
+
+TEST(HueCurves, HoldValuesThatHaveNoFiniteWayToTheNext)
+{
+    const float most = std::numeric_limits<float>::max();
+    const float ones[] = {1, 1, 1}, zeros[] = {0, 0, 0}, added[] = {most, -most, s_infinity};
+    const auto operation = makeHueCurvesOperation({0.25f, 0.5f, 0.25f}, 3, true, {0, 0, 0}, ones,
+                                                  zeros, zeros, zeros, added);
+    const auto addedAt = [&](const Imath::Color4f& color) {
+        return EMULSION::Run(color, *operation).b;
+    };
+    EXPECT_EQ(addedAt({1, 0.5f, 0, 1}), most);
+    EXPECT_EQ(addedAt({0, 1, 0.5f, 1}), -most);
+    EXPECT_EQ(addedAt({0, 0, 1, 1}), s_infinity);
+    EXPECT_TRUE(std::isfinite(addedAt({1, 0, 1e-9f, 1})))
+        << "a hue that is rounded to a whole turn";
 }
 
 TEST(CurveTable, TakesPointsAsItSays)
