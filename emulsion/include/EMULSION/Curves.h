@@ -80,9 +80,10 @@ EMULSION_API PixelOperationPtr makeHueSuppressOperation(const Imath::Color3<floa
 /// Changes colours by their hue; alpha stays.
 ///
 /// The five tables have `count` values each; entry i is for the hue i / count, in turns. In between
-/// they are linear, around the circle, too. Without entries nothing changes. With the values s, p,
-/// r, g, b that they have at a pixel's hue, w its saturation by HSV, limited to 0..1, so that greys
-/// do not jump, and L its luma by the coefficients:
+/// they are linear, around the circle, too; a value from which the next one differs by no finite
+/// float holds up to it. Without entries nothing changes. With the values s, p, r, g, b that they
+/// have at a pixel's hue, w its saturation by HSV, limited to 0..1, so that greys do not jump, and
+/// L its luma by the coefficients:
 ///
 ///  - red, green and blue become L + (value - L) (1 + (s - 1) w);
 ///  - each of them for which `suppressed` is above 0 loses p suppressed m, with m by how much it

@@ -2,8 +2,12 @@
 #define HWY_TARGET_INCLUDE "color/HueCurves.cpp"
 #include <hwy/foreach_target.h>
 
-#include "CurveTable-inl.h"
+#include <vector>
+
+#include "EMULSION/Channels.h"
+#include "EMULSION/Curves.h"
 #include "Hsv-inl.h"
+#include "LoadFours-inl.h"
 #include "Luma-inl.h"
 #include "PixelMap-inl.h"
 
@@ -12,10 +16,22 @@
 namespace EMULSION::Private
 {
 
-// Curves over hues from 0 to 1.
+// The values at one hue, and by how much each differs at the next one. Three times four floats.
+struct alignas(16) HueEntry
+{
+    struct Value
+    {
+        float here = 0.0f, rise = 0.0f;
+    };
+
+    Value saturation, suppression, red, green, blue, unused;
+};
+
+// One for each of `count` hues around the circle, and again for the first.
 struct HueTables
 {
-    CurveTable saturation, suppression, red, green, blue;
+    std::vector<HueEntry> entries;
+    float count = 0.0f;
 };
 
 }
@@ -32,7 +48,8 @@ struct HueCurvesFormula
 {
     Imath::C3f coefficients, suppressed;
     bool additive;
-    Private::Curve saturation, suppression, red, green, blue;
+    const Private::HueEntry* entries;
+    float count;
 
     template <class D, class V = hn::Vec<D>>
     void operator()(D d, V& r, V& g, V& b, V&) const
@@ -40,20 +57,45 @@ struct HueCurvesFormula
         V hue = r, weight = g, value = b;
         rgbToHsv(d, hue, weight, value);
         weight = clampedToUnit(d, weight);
+        V saturation, strength, changes[3];
+        lookUp(d, hue, saturation, strength, changes);
 
         const V luma = lumaOf(d, coefficients, r, g, b);
-        scaleChroma(d, luma, weighted(d, evaluate(d, saturation, hue), weight), r, g, b);
+        scaleChroma(d, luma, weighted(d, saturation, weight), r, g, b);
 
-        const V strength = evaluate(d, suppression, hue);
         const V lostRed = excess(d, strength, suppressed.x, r, largerOf(g, b));
         const V lostGreen = excess(d, strength, suppressed.y, g, largerOf(r, b));
         const V lostBlue = excess(d, strength, suppressed.z, b, largerOf(r, g));
-        r = shifted(d, hn::Sub(r, lostRed), evaluate(d, red, hue), weight);
-        g = shifted(d, hn::Sub(g, lostGreen), evaluate(d, green, hue), weight);
-        b = shifted(d, hn::Sub(b, lostBlue), evaluate(d, blue, hue), weight);
+        r = shifted(d, hn::Sub(r, lostRed), changes[0], weight);
+        g = shifted(d, hn::Sub(g, lostGreen), changes[1], weight);
+        b = shifted(d, hn::Sub(b, lostBlue), changes[2], weight);
     }
 
 private:
+    // Where the hue is NaN, so are the values.
+    template <class D, class V>
+    void lookUp(D d, V hue, V& saturation, V& strength, V (&changes)[3]) const
+    {
+        const hn::RebindToSigned<D> di;
+        const V hues = hn::Set(d, count);
+        const auto entry = hn::ConvertTo(di, hn::Mul(clampedToUnit(d, hue), hues));
+        const V part = hn::Sub(hn::Mul(hue, hues), hn::ConvertTo(d, entry));
+
+        constexpr int32_t floats = sizeof(Private::HueEntry) / sizeof(float);
+        HWY_ALIGN int32_t offsets[hn::MaxLanes(D())];
+        hn::Store(hn::Mul(entry, hn::Set(di, floats)), di, offsets);
+        const auto between = [part](V here, V rise) { return hn::Add(here, hn::Mul(part, rise)); };
+        V fours[4];
+        loadFours(d, &entries->saturation.here, offsets, fours);
+        saturation = between(fours[0], fours[1]);
+        strength = between(fours[2], fours[3]);
+        loadFours(d, &entries->red.here, offsets, fours);
+        changes[0] = between(fours[0], fours[1]);
+        changes[1] = between(fours[2], fours[3]);
+        loadFours(d, &entries->blue.here, offsets, fours);
+        changes[2] = between(fours[0], fours[1]);
+    }
+
     // A factor that counts more the more saturated a colour is.
     template <class D, class V>
     static V weighted(D d, V factor, V weight)
@@ -86,15 +128,9 @@ private:
 PixelOperationPtr hueCurvesOperation(const Imath::C3f& coefficients, bool additive,
                                      const Imath::C3f& suppressed, const Private::HueTables& tables)
 {
-    const HueCurvesFormula formula{coefficients,
-                                   suppressed,
-                                   additive,
-                                   tables.saturation.curve(),
-                                   tables.suppression.curve(),
-                                   tables.red.curve(),
-                                   tables.green.curve(),
-                                   tables.blue.curve()};
-    const uint64_t affected = tables.saturation.isIdentity() ? 0 : ChannelsRGB;
+    const HueCurvesFormula formula{coefficients, suppressed, additive, tables.entries.data(),
+                                   tables.count};
+    const uint64_t affected = tables.entries.empty() ? 0 : ChannelsRGB;
     return mapPixels("HueCurves", formula, affected, affected);
 }
 
@@ -102,6 +138,8 @@ PixelOperationPtr hueCurvesOperation(const Imath::C3f& coefficients, bool additi
 HWY_AFTER_NAMESPACE();
 
 #if HWY_ONCE
+
+#include <cmath>
 
 #include "KeptTables.h"
 #include "SimdDispatch.h"
@@ -114,17 +152,14 @@ HWY_EXPORT(hueCurvesOperation);
 namespace
 {
 
-// A curve through the entries, the first of which stands at the end again. An empty table becomes a
-// curve without points.
-Private::CurveTable aroundTheCircle(const float* table, size_t count)
+using Private::HueEntry;
+
+// A value from which there is no finite way to the next one holds up to it.
+HueEntry::Value valueAt(const float* table, size_t count, size_t i)
 {
-    std::vector<float> points;
-    for (size_t i = 0; count > 0 && i <= count; ++i)
-    {
-        points.push_back(static_cast<float>(static_cast<double>(i) / static_cast<double>(count)));
-        points.push_back(table[i % count]);
-    }
-    return Private::CurveTable({points.data(), points.size() / 2});
+    const float here = table[i % count], next = table[(i + 1) % count];
+    const float rise = next - here;
+    return {here, std::isfinite(rise) ? rise : 0.0f};
 }
 
 }
@@ -134,11 +169,19 @@ PixelOperationPtr makeHueCurvesOperation(const Imath::C3f& lumaCoefficients, siz
                                          const float* saturation, const float* suppression,
                                          const float* red, const float* green, const float* blue)
 {
-    const std::shared_ptr<const Private::HueTables> tables(new Private::HueTables{
-        aroundTheCircle(saturation, count), aroundTheCircle(suppression, count),
-        aroundTheCircle(red, count), aroundTheCircle(green, count), aroundTheCircle(blue, count)});
-    return Private::keeping(tables, EMULSION_DISPATCH(hueCurvesOperation)(
-                                        lumaCoefficients, additive, suppressed, *tables));
+    const auto tables = std::make_shared<Private::HueTables>();
+    tables->count = static_cast<float>(count);
+    // As far as rounding of the count may lead.
+    const size_t last = static_cast<size_t>(tables->count);
+    for (size_t i = 0; count > 0 && i <= last; ++i)
+    {
+        const auto at = [&](const float* table) { return valueAt(table, count, i); };
+        tables->entries.push_back(
+            {at(saturation), at(suppression), at(red), at(green), at(blue), {}});
+    }
+    return Private::keeping<Private::HueTables>(
+        tables,
+        EMULSION_DISPATCH(hueCurvesOperation)(lumaCoefficients, additive, suppressed, *tables));
 }
 
 void HueCurves(const Image* output, const Image* input, const Imath::C3f& lumaCoefficients,
