@@ -19,7 +19,8 @@ namespace
 using Table = std::vector<float>;
 
 // Unlike other operations this one is made ready only when its task is described, once, on the
-// thread that describes: then the config that is current gives the weights of luma.
+// thread that describes: then the config that is current gives the weights of luma. The parameters
+// stay as they were given, for the identity may be asked again when a chain has been merged.
 class HueCurvesTask final : public Private::InPlaceOp
 {
 public:
@@ -58,12 +59,11 @@ public:
         if (m_backgroundDone)
             throw std::runtime_error("HueCurves::computeBackgroundColor called more than once.");
         m_backgroundDone = true;
-        m_lumaCoefficients = Private::currentLumaCoefficients();
-        for (Table* table : {&m_lut3, &m_lut4, &m_lut5})
-            addLuminance(*table);
-        m_operation = EMULSION::makeHueCurvesOperation(m_lumaCoefficients, m_lut0.size(), !m_stops,
-                                                       m_color, m_lut0.data(), m_lut1.data(),
-                                                       m_lut3.data(), m_lut4.data(), m_lut5.data());
+        const Table red = withLuminance(m_lut3), green = withLuminance(m_lut4),
+                    blue = withLuminance(m_lut5);
+        m_operation = EMULSION::makeHueCurvesOperation(
+            Private::currentLumaCoefficients(), m_lut0.size(), !m_stops, m_color, m_lut0.data(),
+            m_lut1.data(), red.data(), green.data(), blue.data());
         return EMULSION::Run(input, *m_operation);
     }
 
@@ -76,20 +76,19 @@ public:
     EMULSION::PixelOperationPtr getPixelOperation() const override { return m_operation; }
 
 private:
-    void addLuminance(Table& table) const
+    Table withLuminance(Table table) const
     {
         for (size_t i = 0; i < m_lut2.size(); ++i)
         {
             const float sum = table[i] + m_lut2[i];
             table[i] = m_stops ? std::exp2(sum) : sum;
         }
+        return table;
     }
 
     const bool m_stops;
-    Imath::Color3<float> m_lumaCoefficients;
-    const Imath::Color3<float> m_color;
-    const Table m_lut0, m_lut1, m_lut2;
-    Table m_lut3, m_lut4, m_lut5;
+    const Imath::Color3<float> m_lumaCoefficients, m_color;
+    const Table m_lut0, m_lut1, m_lut2, m_lut3, m_lut4, m_lut5;
     bool m_backgroundDone = false;
     EMULSION::PixelOperationPtr m_operation;
 };

@@ -105,6 +105,7 @@ TEST_F(CurveTasks, HueCurvesArePreparedOnce)
     EXPECT_EQ(operationOf(added).computeBackgroundColor(color), Color(-1, 1, 1, 0.5f));
     expectError("HueCurves::computeBackgroundColor called more than once.",
                 [&] { operationOf(added).computeBackgroundColor(color); });
+    EXPECT_EQ(identity(stops), identity(hueCurves(true, 1, -3))) << "holds the tables as given";
     expectError("All HueCurves LUTS must be the same size.", [&] {
         createHueCurvesTask("t", 0, true, s_weights, s_cyan, {1}, {1}, {1}, {1}, {1}, {}, input());
     });
