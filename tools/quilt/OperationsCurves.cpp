@@ -105,10 +105,10 @@ std::vector<Operation> hueOperations()
          {{"input"}},
          {number("hue", "In degrees; red goes towards green.").defaultsTo(0),
           number("saturation", "A factor; 1 changes nothing.").defaultsTo(1),
-          choice("mode", "By a matrix that keeps luma, or by way of HSV, which keeps value.",
+          choice("mode", "By a matrix, or by way of HSV, which keeps value.",
                  {{"Matrix", 0}, {"HSV", 1}})
               .defaultsTo("Matrix"),
-          lumaCoefficients("The weights of red, green and blue in luma, for the matrix.")},
+          lumaCoefficients("The weights in the luma that the matrix scales saturation about.")},
          [](const Arguments& a) {
              const QUILT::HueShiftParams params{
                  a.values.number("hue"), a.values.number("saturation"),
