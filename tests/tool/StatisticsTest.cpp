@@ -146,7 +146,7 @@ TEST(Statistics, SayWhenTheyCannotBeWritten)
         return runTool(
             folder, {"render", file, "--quiet", "--tile", "4x4", "--threads", "2", option, target});
     };
-    for (const char* option : {"--trace", "--stats-xml"})
+    for (const char* option : {"--trace", "--stats-xml", "--json"})
         for (const std::string& target : {folder / "missing/x", folder / ""})
         {
             const ProcessResult result = run(option, target);
@@ -156,10 +156,13 @@ TEST(Statistics, SayWhenTheyCannotBeWritten)
         }
     EXPECT_EQ(folder.names(), std::vector<std::string>{"g.json"}); // nothing was rendered
 
-    const ProcessResult full = run("--stats-xml", "/dev/full");
-    EXPECT_EQ(full.status, 1);
-    EXPECT_NE(full.err.find("/dev/full cannot be written: No space left"), std::string::npos)
-        << full.err;
+    for (const char* option : {"--stats-xml", "--json"})
+    {
+        const ProcessResult full = run(option, "/dev/full");
+        EXPECT_EQ(full.status, 1);
+        EXPECT_NE(full.err.find("/dev/full cannot be written: No space left"), std::string::npos)
+            << full.err;
+    }
     EXPECT_TRUE(std::filesystem::exists(folder / "mix.1.exr"));
 
     // The trace ends behind the events for which there was room.
@@ -169,4 +172,12 @@ TEST(Statistics, SayWhenTheyCannotBeWritten)
     EXPECT_NE(cut.err.find("the trace cannot be written to " + folder / "trace"), std::string::npos)
         << cut.err;
     EXPECT_GT(tileEvents(folder / "trace").size(), 100u);
+    // A report is the whole new one or the whole old one.
+    folder.write("report", std::string("old"));
+    const QUILT::Test::FileSizeLimit lower(6'000);
+    EXPECT_EQ(
+        runTool(folder, {"render", file, "--frames", "1-60", "--json", folder / "report"}).status,
+        1);
+    EXPECT_EQ(readFile(folder / "report"), "old");
+    EXPECT_EQ(folder.names(), (std::vector<std::string>{"g.json", "mix.1.exr", "report", "trace"}));
 }

@@ -1,16 +1,10 @@
 #include "RenderReport.h"
 
-#include <cerrno>
-#include <cstring>
-#include <fstream>
-#include <iostream>
-
 #include <sys/resource.h>
 
 #include <QUILT/RenderManager.h>
 
 #include "Describe.h"
-#include "Problems.h"
 
 namespace QuiltTool
 {
@@ -57,10 +51,10 @@ double cpuSeconds()
     return seconds(usage.ru_utime) + seconds(usage.ru_stime);
 }
 
-RenderReport::RenderReport(const std::string& file) : m_file(file)
+RenderReport::RenderReport(const std::string& file)
 {
-    if (file != "-" && !std::ofstream(file))
-        throw UsageError("--json: " + file + " cannot be written: " + std::strerror(errno));
+    if (file != "-")
+        m_file.emplace("--json", file);
 }
 
 void RenderReport::write(const std::vector<FrameResult>& frames, double seconds) const
@@ -80,16 +74,10 @@ void RenderReport::write(const std::vector<FrameResult>& frames, double seconds)
                                 {"cached", cached},
                                 {"peakMemory", QUILT::RenderManager::GetPeakImageMemoryBytes()},
                                 {"peakSwap", QUILT::RenderManager::GetPeakImageDiskBytes()}};
-    if (m_file == "-")
-    {
+    if (m_file)
+        m_file->write(jsonText(report));
+    else
         printJson(report);
-        return;
-    }
-    std::ofstream stream(m_file);
-    stream << jsonText(report);
-    stream.close();
-    if (!stream)
-        throw Failed("the report cannot be written to " + m_file);
 }
 
 }

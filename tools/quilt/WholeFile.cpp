@@ -1,8 +1,10 @@
 #include "WholeFile.h"
 
 #include <cerrno>
+#include <cstdio>
 #include <cstring>
 #include <filesystem>
+#include <random>
 #include <string_view>
 
 #include <fcntl.h>
@@ -18,6 +20,15 @@ namespace
 {
 
 namespace fs = std::filesystem;
+
+// Numbers of processes would not do: in containers that share a folder they are the same.
+std::string temporaryName(const std::string& target)
+{
+    std::random_device random;
+    char number[2 * 8 + 1];
+    std::snprintf(number, sizeof number, "%08x%08x", random(), random());
+    return (fs::path(target).parent_path() / (std::string(".quilt-") + number)).string();
+}
 
 // Gives an errno, 0 when all is well.
 int writeAndClose(int descriptor, std::string_view text)
@@ -60,19 +71,14 @@ int WholeFile::tryToWrite(const std::string& text, bool keep) const
 {
     struct stat status = {};
     const bool exists = ::stat(m_target.c_str(), &status) == 0;
-    if (exists && S_ISDIR(status.st_mode))
+    if (exists ? S_ISDIR(status.st_mode) : fs::path(m_target).filename().empty())
         return EISDIR;
     if (exists && ::access(m_target.c_str(), W_OK) != 0)
         return errno;
     if (exists && !S_ISREG(status.st_mode))
         return keep ? writeAndClose(::open(m_target.c_str(), O_WRONLY | O_CLOEXEC), text) : 0;
 
-    const fs::path target(m_target);
-    if (target.filename().empty())
-        return EISDIR;
-    const std::string temporary =
-        (target.parent_path() / (".quilt-" + std::to_string(::getpid()))).string();
-    ::unlink(temporary.c_str()); // of an earlier process of this number
+    const std::string temporary = temporaryName(m_target);
     const int descriptor = ::open(temporary.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
     if (descriptor < 0)
         return errno;
