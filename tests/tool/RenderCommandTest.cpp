@@ -1,6 +1,7 @@
 // `quilt render` as a process: pictures, exit status, report, swap folder.
 
 #include <csignal>
+#include <cstdlib>
 #include <cstring>
 
 #include <gtest/gtest.h>
@@ -255,6 +256,21 @@ TEST(RenderCommand, RefusesToDestroyFiles)
     }
     EXPECT_NE(refusal({output("c", "x.exr")}, {"--trace", "t", "--json", "./t"}), "");
     EXPECT_EQ(folder.names(), std::vector<std::string>{"g.json"});
+}
+
+TEST(RenderCommand, KeepsItsWordsOutOfFilesWhenItHasNoStreams)
+{
+    const TestFolder folder;
+    const std::string file =
+        folder.write("g.json", graphOf({{"c", node("Bars")}}, {output("c", "c.exr")}));
+    const std::string command = QUILT_TOOL " render " + file + " --stats --trace " +
+                                folder / "trace" + " --stats-xml " + folder / "xml";
+    EXPECT_EQ(std::system((command + " 2>&-").c_str()), 0);
+    EXPECT_TRUE(Json::accept(readFile(folder / "trace")));
+    EXPECT_TRUE(readFile(folder / "xml").starts_with("<?xml"));
+    // A report that nobody gets is told.
+    EXPECT_EQ(WEXITSTATUS(std::system((command + " --json - <&- >&- 2>&-").c_str())), s_failed);
+    EXPECT_TRUE(Json::accept(readFile(folder / "trace")));
 }
 
 TEST(RenderCommand, StopsCleanlyOnSignals)
