@@ -2,6 +2,7 @@
 
 #include <csignal>
 #include <cstdio>
+#include <cstdlib>
 #include <fstream>
 #include <optional>
 #include <sstream>
@@ -274,6 +275,22 @@ TEST(WatchCommand, LeavesARenderForANewerEditAndStopsCleanly)
     EXPECT_EQ(Json::parse(last)["error"], "stopped");
     EXPECT_EQ(Json::parse(last)["changed"], Json({"slow.points"}));
     EXPECT_EQ(watched.folder().names(), Strings{"g.json"});
+}
+
+TEST(WatchCommand, EndsWhenNobodyReadsItsLines)
+{
+    const TestFolder folder;
+    const std::string file =
+        folder.write("g.json", graphOf({{"c", node("Bars")}}, {{{"node", "c"}}}));
+    const std::string command = "{ timeout 60 " QUILT_TOOL " watch " + file + " --json 2>" +
+                                (folder / "err") + "; echo $? >" + (folder / "status") +
+                                "; } | head -n 1 >" + (folder / "out");
+    EXPECT_EQ(std::system(command.c_str()), s_done);
+    EXPECT_EQ(Json::parse(readFile(folder / "out"))["round"], 1);
+    EXPECT_EQ(readFile(folder / "status"), "1\n");
+    EXPECT_TRUE(
+        readFile(folder / "err").ends_with("quilt: nobody reads standard output any more\n"))
+        << readFile(folder / "err");
 }
 
 TEST(WatchCommand, RefusesWhatCannotBeWatched)

@@ -4,6 +4,7 @@
 #include <cerrno>
 #include <cstring>
 #include <filesystem>
+#include <iterator>
 #include <utility>
 
 #include <poll.h>
@@ -35,22 +36,11 @@ constexpr milliseconds s_quiet{100}, s_quietVanished{1000}, s_quietOpen{2000};
 constexpr uint32_t s_events = IN_MODIFY | IN_CLOSE_WRITE | IN_ATTRIB | IN_CREATE | IN_DELETE |
                               IN_MOVED_FROM | IN_MOVED_TO | IN_ONLYDIR;
 
-// Returns when there is something to read from a descriptor, on a request to stop, or after a
-// while.
-void waitFor(int descriptor, milliseconds most)
-{
-    pollfd descriptors[] = {{stopDescriptor(), POLLIN, 0}, {descriptor, POLLIN, 0}};
-    ::poll(descriptors, 2, static_cast<int>(std::max(most, milliseconds(0)).count()));
 }
 
-void pause(milliseconds time)
-{
-    waitFor(-1, time);
-}
-
-}
-
-FileWatch::FileWatch() : m_inotify(::inotify_init1(IN_NONBLOCK | IN_CLOEXEC)) {}
+FileWatch::FileWatch(int output)
+    : m_output(output), m_inotify(::inotify_init1(IN_NONBLOCK | IN_CLOEXEC))
+{}
 
 FileWatch::~FileWatch()
 {
@@ -67,10 +57,7 @@ void FileWatch::setFiles(const std::set<std::string>& files)
     // Before the states, so that no change falls in between.
     watchFolders();
     for (const auto& [path, folder] : before)
-        if (folder.watch >= 0 && std::ranges::none_of(m_folders, [&](const auto& other) {
-                return other.second.watch == folder.watch;
-            }))
-            ::inotify_rm_watch(m_inotify, folder.watch);
+        unwatch(folder.watch);
     for (const std::string& file : files)
         if (!m_known.contains(file))
             m_known[file] = stateOf(file);
@@ -87,17 +74,17 @@ std::vector<std::string> FileWatch::waitForChange()
 {
     const bool isAwaited = m_hasChanged;
     std::vector<std::string> changed;
-    while (!stopRequested())
+    while (!isUnwanted())
     {
-        while (!m_hasChanged && !stopRequested())
+        while (!m_hasChanged && !isUnwanted())
         {
             waitFor(m_inotify, std::chrono::ceil<milliseconds>(m_nextLook - Clock::now()));
-            pause(s_step);
+            waitFor(-1, s_step);
             if (readEvents() || Clock::now() >= m_nextLook)
                 m_hasChanged = differs(true);
         }
         const States now = waitForQuiet();
-        if (stopRequested())
+        if (isUnwanted())
             break;
         for (const auto& [file, state] : now)
             if (state != m_known[file])
@@ -108,6 +95,22 @@ std::vector<std::string> FileWatch::waitForChange()
             break;
     }
     return changed;
+}
+
+bool FileWatch::isUnwanted() const
+{
+    pollfd output = {m_output, 0, 0};
+    return stopRequested() || ::poll(&output, 1, 0) > 0;
+}
+
+// Returns when there is something to read from a descriptor, when nobody wants to
+// know of changes, or after a while.
+void FileWatch::waitFor(int descriptor, milliseconds most) const
+{
+    pollfd descriptors[] = {
+        {stopDescriptor(), POLLIN, 0}, {m_output, 0, 0}, {descriptor, POLLIN, 0}};
+    ::poll(descriptors, std::size(descriptors),
+           static_cast<int>(std::max(most, milliseconds(0)).count()));
 }
 
 FileWatch::State FileWatch::stateOf(const std::string& file)
@@ -145,9 +148,9 @@ FileWatch::States FileWatch::waitForQuiet()
 {
     States states = currentStates();
     auto since = Clock::now();
-    while (!stopRequested() && Clock::now() < since + quietTime(states))
+    while (!isUnwanted() && Clock::now() < since + quietTime(states))
     {
-        pause(s_step);
+        waitFor(-1, s_step);
         const bool isTold = readEvents();
         States next = currentStates();
         if (!isTold && next == states)
@@ -184,7 +187,19 @@ void FileWatch::addFolders(const std::string& file)
 void FileWatch::watchFolders()
 {
     for (auto& [path, folder] : m_folders)
-        folder.watch = ::inotify_add_watch(m_inotify, path.c_str(), s_events);
+    {
+        const int before =
+            std::exchange(folder.watch, ::inotify_add_watch(m_inotify, path.c_str(), s_events));
+        if (before != folder.watch)
+            unwatch(before);
+    }
+}
+
+void FileWatch::unwatch(int watch)
+{
+    const auto has = [watch](const auto& folder) { return folder.second.watch == watch; };
+    if (watch >= 0 && std::ranges::none_of(m_folders, has))
+        ::inotify_rm_watch(m_inotify, watch);
 }
 
 bool FileWatch::readEvents()

@@ -21,7 +21,9 @@ namespace QuiltTool
 class FileWatch
 {
 public:
-    FileWatch();
+    /// `output`: a descriptor that changes are told to; waits end when it is a pipe or a socket
+    /// that nobody reads from any more. -1: none.
+    explicit FileWatch(int output);
     ~FileWatch();
     FileWatch(const FileWatch&) = delete;
     FileWatch& operator=(const FileWatch&) = delete;
@@ -36,8 +38,11 @@ public:
 
     /// Waits until files have changed and have been left alone for a while, and gives their names;
     /// they count as unchanged from then on. Where hasChanged() was true the list may be empty: all
-    /// is as it was before. It is empty, too, when stopRequested() ends the wait.
+    /// is as it was before. It is empty, too, when isUnwanted() ends the wait.
     std::vector<std::string> waitForChange();
+
+    /// Whether nobody wants to know of changes: stopRequested(), or nobody reads the output.
+    bool isUnwanted() const;
 
 private:
     using Clock = std::chrono::steady_clock;
@@ -63,11 +68,15 @@ private:
     States waitForQuiet();
     std::chrono::milliseconds quietTime(const States& now) const;
 
+    void waitFor(int descriptor, std::chrono::milliseconds most) const;
+
     void addFolders(const std::string& file);
     void watchFolders();
+    void unwatch(int watch);
     bool readEvents(); // true: of a watched file
     bool isOfWatched(int watch, const std::string& name, uint32_t what);
 
+    const int m_output;
     const int m_inotify; // -1 when the system has none
     States m_known;
     std::map<std::string, Folder> m_folders; // by the path

@@ -5,6 +5,8 @@
 #include <optional>
 #include <set>
 
+#include <unistd.h>
+
 #include <QUILT/FileTasks.h>
 
 #include "CacheGuard.h"
@@ -134,7 +136,8 @@ private:
 class WatchCommand
 {
 public:
-    explicit WatchCommand(const RenderOptions& options) : m_options(options)
+    explicit WatchCommand(const RenderOptions& options)
+        : m_options(options), m_watch(options.json ? STDOUT_FILENO : -1)
     {
         if (options.graph == "-")
             throw UsageError("-: standard input cannot be watched; expected a graph file");
@@ -147,13 +150,15 @@ public:
         const RenderProcess process(m_options);
         if (!m_options.quiet)
             std::cerr << "watching " << m_options.graph << "; Ctrl-C ends it\n";
-        while (!stopRequested())
+        while (!m_watch.isUnwanted())
         {
             runRound();
             if (!std::cout)
                 return s_failed;
             m_changedFiles = m_watch.waitForChange();
         }
+        if (!stopRequested())
+            throw Failed("nobody reads standard output any more");
         return s_stopped;
     }
 
@@ -249,7 +254,7 @@ private:
             ++done;
         }
         if (done < frames.size())
-            round.giveUp(stopRequested() ? "stopped" : "given up for a newer change");
+            round.giveUp(m_watch.isUnwanted() ? "stopped" : "given up for a newer change");
     }
 
     void guardCache(const Frame& frame, Round& round)
@@ -263,7 +268,7 @@ private:
         }
     }
 
-    bool isOver() { return stopRequested() || m_watch.hasChanged(); }
+    bool isOver() { return m_watch.isUnwanted() || m_watch.hasChanged(); }
 
     const RenderOptions& m_options;
     FileWatch m_watch;
