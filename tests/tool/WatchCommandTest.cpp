@@ -184,8 +184,9 @@ TEST(WatchCommand, OutlivesBrokenEdits)
     watched.rewrite(graph);
     EXPECT_TRUE(tellsOf(watched.next(), "plate: an error: File not found: "));
     // The picture comes with its folder, of which the system cannot have told.
-    std::filesystem::create_directory(watched.folder() / "later");
-    std::filesystem::copy(watched.folder() / "in.exr", watched.folder() / "later/in.exr");
+    std::filesystem::create_directory(watched.folder() / "soon");
+    std::filesystem::copy(watched.folder() / "in.exr", watched.folder() / "soon/in.exr");
+    std::filesystem::rename(watched.folder() / "soon", watched.folder() / "later");
     EXPECT_TRUE(watched.looksRight(watched.next()));
     // All that was kept before is still there.
     graph["nodes"]["plate"]["params"]["filename"] = "in.exr";
