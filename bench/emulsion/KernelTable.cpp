@@ -169,6 +169,15 @@ std::vector<float> evenPoints(int count)
     return points;
 }
 
+// The closer the darker.
+std::vector<float> unevenPoints(int count)
+{
+    std::vector<float> points = evenPoints(count);
+    for (size_t i = 0; i < points.size(); i += 2)
+        points[i] *= points[i];
+    return points;
+}
+
 PixelOperationPtr filmCurve(bool toLog)
 {
     const Color black(95, 95, 95, 95), white(685, 685, 685, 685), gamma(0.6f, 0.6f, 0.6f, 0.6f);
@@ -227,6 +236,7 @@ std::vector<Kernel> kernels()
         operation("ApplyRGBACurves, 2048 even points", curve(evenPoints(2048))),
         operation("ApplyRGBACurves, 5 uneven points",
                   curve({0, 0, 0.1f, 0.3f, 0.25f, 0.35f, 0.9f, 0.8f, 1.1f, 1})),
+        operation("ApplyRGBACurves, 40 uneven points", curve(unevenPoints(40))),
         operation("ApplyLumaCurve, 2048 even points", lumaCurve(evenPoints(2048))),
         operation("HueSuppress", makeHueSuppressOperation({0, 1, 0}, 0.8f, 0.5f)),
         operation("HueCurves, 256 entries", hueCurves()),

@@ -17,39 +17,23 @@ namespace EMULSION::HWY_NAMESPACE
 
 namespace hn = hwy::HWY_NAMESPACE;
 
-// What the lanes' knots hold, by their numbers.
-template <class D, class V = hn::Vec<D>, class VI>
-void loadKnots(D d, const Private::Curve& curve, VI numbers, V& place, V& value, V& slope)
-{
-    const hn::RebindToSigned<D> di;
-    HWY_ALIGN int32_t offsets[hn::MaxLanes(D())];
-    hn::Store(hn::ShiftLeft<2>(numbers), di, offsets);
-    V knots[4];
-    loadFours(d, &curve.knots->place, offsets, knots);
-    place = knots[0];
-    value = knots[1];
-    slope = knots[2];
-}
-
-// The numbers of the last knots at or below the places, in the buckets that these are in. Knots of
+// Where in memory the last knots at or below the places are, which are in these buckets. Knots of
 // lower buckets are below a place, and those of higher ones above it, because the bucket grows with
 // the place.
 template <class D, class VI>
-VI searchKnots(D d, const Private::Curve& curve, hn::Vec<D> place, VI bucket)
+void searchKnots(D d, const Private::Curve& curve, hn::Vec<D> place, VI bucket, int32_t* offsets)
 {
-    const hn::RebindToSigned<D> di;
-    HWY_ALIGN int32_t numbers[hn::MaxLanes(D())];
     HWY_ALIGN float places[hn::MaxLanes(D())];
-    hn::Store(bucket, di, numbers);
+    HWY_ALIGN int32_t buckets[hn::MaxLanes(D())];
     hn::Store(place, d, places);
+    hn::Store(bucket, hn::RebindToSigned<D>(), buckets);
     for (size_t i = 0; i < hn::Lanes(d); ++i)
     {
-        int32_t knot = curve.starts[numbers[i]];
+        int32_t knot = curve.starts[buckets[i]];
         for (int32_t step = curve.longestStep; step > 0; step /= 2)
             knot += curve.places[knot + step] <= places[i] ? step : 0;
-        numbers[i] = knot;
+        offsets[i] = knot * Private::Knot::s_floats;
     }
-    return hn::Load(di, numbers);
 }
 
 // The last knots at or below the places, and what they hold.
@@ -60,16 +44,32 @@ void findKnots(D d, const Private::Curve& curve, V place, V& knotPlace, V& value
     const auto lastBucket = hn::Set(d, curve.lastBucket);
     auto bucket = hn::Mul(hn::Sub(place, hn::Set(d, curve.origin)), hn::Set(d, curve.scale));
     bucket = hn::IfThenElse(hn::Lt(bucket, lastBucket), bucket, lastBucket);
-    auto numbers = hn::ConvertTo(di, bucket);
+    const auto number = hn::ConvertTo(di, bucket);
+    static_assert(Private::Knot::s_floats == 4);
+
+    HWY_ALIGN int32_t offsets[hn::MaxLanes(D())];
+    V knots[4];
+    const auto load = [&] {
+        loadFours(d, &curve.knots->place, offsets, knots);
+        knotPlace = knots[0];
+        value = knots[1];
+        slope = knots[2];
+    };
     if (curve.starts)
-        numbers = searchKnots(d, curve, place, numbers);
-    loadKnots(d, curve, numbers, knotPlace, value, slope);
+    {
+        searchKnots(d, curve, place, number, offsets);
+        load();
+        return;
+    }
+    hn::Store(hn::ShiftLeft<2>(number), di, offsets);
+    load();
     const auto isBelow = hn::Lt(place, knotPlace);
     if (HWY_UNLIKELY(!hn::AllFalse(d, isBelow)))
     {
-        // Evenly spaced knots: a little below one it is the knot before.
+        // A little below an evenly spaced knot it is the one before.
         const auto before = hn::VecFromMask(di, hn::RebindMask(di, isBelow));
-        loadKnots(d, curve, hn::Add(numbers, before), knotPlace, value, slope);
+        hn::Store(hn::ShiftLeft<2>(hn::Add(number, before)), di, offsets);
+        load();
     }
 }
 
@@ -96,7 +96,7 @@ void findFewKnots(D d, const Private::FewKnots& knots, V place, V& knotPlace, V&
 
 // The curve's values at x: CurvePoints tells what they are.
 template <class D>
-HWY_INLINE hn::Vec<D> evaluate(D d, const Private::Curve& curve, hn::Vec<D> x)
+hn::Vec<D> evaluate(D d, const Private::Curve& curve, hn::Vec<D> x)
 {
     if (curve.isIdentity())
         return x;

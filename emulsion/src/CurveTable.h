@@ -14,8 +14,10 @@ namespace EMULSION::Private
 /// what lies between the values of the two.
 struct alignas(16) Knot
 {
+    static constexpr int32_t s_floats = 4; // it is loaded as so many
+
     float place, value, slope;
-    float unused = 0.0f; // a knot is loaded as four floats
+    float unused = 0.0f;
 };
 
 /// Knots that are looked up in registers: as many as the longest vectors hold. Behind the
