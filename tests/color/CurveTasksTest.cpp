@@ -97,6 +97,27 @@ TEST_F(CurveTasks, TheIdentityHoldsTheParametersThatCount)
                   EMULSION::GetColorConfigID() + ",");
 }
 
+TEST_F(CurveTasks, ChannelsThatMixGoTogether)
+{
+    struct Case
+    {
+        ref_ptr<RenderTask> task;
+        unsigned long outputOfRed, inputForRed;
+    };
+    for (const Case& expected :
+         {Case{createRGBACurvesTask("t", 0, {0, 1}, {}, {}, {}, input()), 1, 1},
+          {createLumaCurvesTask("t", 0, s_weights, {}, input()), 1, 7},
+          {createHueSuppressTask("t", 0, s_cyan, 1, 1, input()), 7, 7},
+          {hueCurves(true, 0, 0), 7, 7}})
+    {
+        Private::InPlaceOp& op = operationOf(expected.task);
+        EXPECT_EQ(op.computeOutputChannels(1), expected.outputOfRed) << op.getName();
+        EXPECT_EQ(op.computeInputChannels(1), expected.inputForRed) << op.getName();
+        EXPECT_EQ(op.computeOutputChannels(8), 8) << op.getName();
+        EXPECT_EQ(op.computeInputChannels(8), 8) << op.getName();
+    }
+}
+
 TEST_F(CurveTasks, HueCurvesArePreparedOnce)
 {
     const Color color(1, 0, 0, 0.5f); // saturated, so that all of a table counts
@@ -114,9 +135,11 @@ TEST_F(CurveTasks, HueCurvesArePreparedOnce)
 // Nobody describes the head of the chain before it is merged.
 TEST_F(CurveTasks, HueCurvesRenderInsideOfAChain)
 {
-    const auto in = createBackgroundColorTask("bg", 0, {0.25f, 0.5f, 1, 0.5f}, input());
+    const auto below = createContrastTask(
+        "below", 0, {2, 2, 2, 2}, {0, 0, 0, 0},
+        createBackgroundColorTask("bg", 0, {0.125f, 0.25f, 0.5f, 0.25f}, input()));
     const auto chain =
-        createContrastTask("c", 0, {2, 2, 2, 2}, {0, 0, 0, 0}, hueCurves(true, 1, 0, 3, in));
+        createContrastTask("c", 0, {2, 2, 2, 2}, {0, 0, 0, 0}, hueCurves(true, 1, 0, 3, below));
     const ref_ptr<Collector> collector(new Collector);
     RenderManager::Render({{chain, Rect(0, 0, 4, 4), 7}}, collector, nullptr, false,
                           RenderManager::RenderTypePrimary);
