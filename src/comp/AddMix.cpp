@@ -19,7 +19,9 @@ public:
                const std::vector<float>& pointsB, const ref_ptr<RenderTask>& a,
                const ref_ptr<RenderTask>& b, bool premultiplied)
         : WithWholeBackgrounds(name, time, a, b), m_pointsA(pointsA), m_pointsB(pointsB),
-          m_flag(premultiplied)
+          m_flag(premultiplied),
+          m_curves(EMULSION::makeAddMixCurves({m_pointsA.data(), m_pointsA.size() / 2},
+                                              {m_pointsB.data(), m_pointsB.size() / 2}))
     {}
 
     std::string getType() const override { return "AddMix"; }
@@ -41,13 +43,13 @@ public:
     void compositeImages(const Image* output, const Image* a, const Image* b) override
     {
         const Imath::Color4<float> zero(0, 0, 0, 0);
-        EMULSION::AddMix(output, a, b, m_flag, m_pointsA.data(), m_pointsA.size() / 2,
-                         m_pointsB.data(), m_pointsB.size() / 2, zero, zero);
+        EMULSION::AddMix(output, a, b, m_flag, *m_curves, zero, zero);
     }
 
 private:
     const std::vector<float> m_pointsA, m_pointsB; // pairs
     const bool m_flag;
+    const EMULSION::AddMixCurvesPtr m_curves;
 };
 
 }

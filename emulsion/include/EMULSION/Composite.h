@@ -1,9 +1,11 @@
 #pragma once
 
+#include <memory>
 #include <vector>
 
 #include <ImathColor.h>
 
+#include "EMULSION/Curves.h"
 #include "EMULSION/Export.h"
 #include "EMULSION/Image.h"
 
@@ -40,15 +42,23 @@ EMULSION_API void MatteMix(const Image* output, const Image* first, const Image*
 EMULSION_API Imath::Color4f MatteMix(const Imath::Color4f& first, const Imath::Color4f& second,
                                      const Imath::Color4f& matte, float mix);
 
+struct AddMixCurves;
+using AddMixCurvesPtr = std::shared_ptr<const AddMixCurves>;
+
 /// A over B with weights that are curves of A's alpha: wA = curveA(alphaA), wB = curveB(alphaA).
 /// Colours are A' wA + B (1 - wB), alpha is wA + alphaB (1 - wB). With `premultiplied` A' is A /
 /// alphaA, and 0 where alphaA is 0; otherwise it is A, whose colours are straight then.
 ///
 /// The curves are those of CurvePoints in Curves.h, `countA` and `countB` pairs x, y; without
-/// points a weight is alpha itself. They are prepared at each call.
+/// points a weight is alpha itself. They are prepared at each call but for the form on prepared
+/// ones, which many images and threads may share.
 EMULSION_API void AddMix(const Image* output, const Image* a, const Image* b, bool premultiplied,
                          const float* pointsA, size_t countA, const float* pointsB, size_t countB,
                          const Imath::Color4f& backgroundA, const Imath::Color4f& backgroundB);
+EMULSION_API void AddMix(const Image* output, const Image* a, const Image* b, bool premultiplied,
+                         const AddMixCurves& curves, const Imath::Color4f& backgroundA,
+                         const Imath::Color4f& backgroundB);
+EMULSION_API AddMixCurvesPtr makeAddMixCurves(const CurvePoints& a, const CurvePoints& b);
 EMULSION_API Imath::Color4f AddMix(const Imath::Color4f& a, const Imath::Color4f& b,
                                    bool premultiplied, const float* pointsA, size_t countA,
                                    const float* pointsB, size_t countB);

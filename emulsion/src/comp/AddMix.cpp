@@ -57,16 +57,35 @@ namespace EMULSION
 
 HWY_EXPORT(addMix);
 
+struct AddMixCurves
+{
+    AddMixCurves(const CurvePoints& pointsA, const CurvePoints& pointsB) : a(pointsA), b(pointsB) {}
+
+    const Private::CurveTable a, b;
+};
+
+AddMixCurvesPtr makeAddMixCurves(const CurvePoints& a, const CurvePoints& b)
+{
+    return std::make_shared<const AddMixCurves>(a, b);
+}
+
 void AddMix(const Image* output, const Image* a, const Image* b, bool premultiplied,
-            const float* pointsA, size_t countA, const float* pointsB, size_t countB,
-            const Imath::Color4f& backgroundA, const Imath::Color4f& backgroundB)
+            const AddMixCurves& curves, const Imath::Color4f& backgroundA,
+            const Imath::Color4f& backgroundB)
 {
     if (!Private::isReady("AddMix", output, a, b))
         return;
     const Private::Side sideA{a, backgroundA}, sideB{b, backgroundB};
-    const Private::CurveTable curveA({pointsA, countA}), curveB({pointsB, countB});
-    const Private::Curve &byA = curveA.curve(), &byB = curveB.curve();
+    const Private::Curve &byA = curves.a.curve(), &byB = curves.b.curve();
     EMULSION_DISPATCH(addMix)(*output, sideA, sideB, premultiplied, byA, byB);
+}
+
+void AddMix(const Image* output, const Image* a, const Image* b, bool premultiplied,
+            const float* pointsA, size_t countA, const float* pointsB, size_t countB,
+            const Imath::Color4f& backgroundA, const Imath::Color4f& backgroundB)
+{
+    const AddMixCurves curves({pointsA, countA}, {pointsB, countB});
+    AddMix(output, a, b, premultiplied, curves, backgroundA, backgroundB);
 }
 
 Imath::Color4f AddMix(const Imath::Color4f& a, const Imath::Color4f& b, bool premultiplied,
