@@ -20,6 +20,8 @@ std::vector<std::string> CacheGuard::check(const GraphFile& graph, const Frame& 
 {
     Numbers current;
     std::vector<std::string> changed;
+    if (!QUILT::RenderManager::getSpeculativeCachingEnable())
+        return changed; // nothing is kept, and nothing that was kept is found
     for (size_t i = 0; i < graph.nodes.size(); ++i)
     {
         const Node& node = graph.nodes[i];
