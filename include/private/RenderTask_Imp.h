@@ -239,7 +239,8 @@ private:
     {
         NotRun,
         Done,
-        Failed
+        Failed,
+        Cancelled // it gave up with the render, which is no failure of its task
     };
 
     std::recursive_mutex m_renderMutex; // guards the next two, and preRender and postRender

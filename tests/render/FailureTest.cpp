@@ -3,6 +3,7 @@
 #include <UTIL/Exceptions.h>
 
 #include <atomic>
+#include <functional>
 #include <stdexcept>
 
 #include <EMULSION/Error.h>
@@ -200,19 +201,28 @@ TEST_F(FailureTest, OfTypeNamesFailTheirTile)
 
 TEST_F(FailureTest, OfPreRenderFailAllTilesOfTheTask)
 {
-    const auto fail = [](Operation operation) {
-        if (operation != Operation::PreRender)
-            return;
-        // The other tile has its memory: it no longer looks whether the render goes on.
-        const auto bytes = [] { return Private::ImageAllocator::instance()->getMemUsage(); };
-        EXPECT_TRUE(comesTrue([&] { return bytes() == 2 * 64 * 64 * 16; }));
-        throw std::runtime_error("wrong");
+    const auto linesOf = [](const std::function<void()>& end) {
+        const auto fail = [end](Operation operation) {
+            if (operation != Operation::PreRender)
+                return;
+            // The other tile has its memory: it no longer looks whether the render goes on.
+            const auto bytes = [] { return Private::ImageAllocator::instance()->getMemUsage(); };
+            EXPECT_TRUE(comesTrue([&] { return bytes() == 2 * 64 * 64 * 16; }));
+            end();
+        };
+        const auto task = probe("failing", {.region = Rect(0, 0, 128, 64), .hook = fail});
+        const RecorderPtr recorder = renderAll({{task, Rect(0, 0, 128, 64), 1}});
+        EXPECT_TRUE(comesTrue([&] { return recorder->lines().size() == 4; })); // Render may be back
+        return recorder->lines();
     };
-    const auto task = probe("failing", {.region = Rect(0, 0, 128, 64), .hook = fail});
-    EXPECT_THAT(renderAll({{task, Rect(0, 0, 128, 64), 1}})->lines("error"),
+    EXPECT_THAT(linesOf([] { throw std::runtime_error("wrong"); }),
                 testing::UnorderedElementsAre(
-                    "error failing: : wrong: -1",
+                    "setup 2", "started", "error failing: : wrong: -1",
                     "error failing: a rendering error: An error occurred in preRender.: -1"));
+    expectNothingLeft();
+    // Of a render that is cancelled no tile has an error to tell.
+    EXPECT_THAT(linesOf([] { throw RenderCancelledException(); }),
+                ElementsAre("setup 2", "started", "cancelled", "cancelled"));
 }
 
 // One tile fails while three others wait for their turn on the only thread.

@@ -91,9 +91,19 @@ TimeSpan RenderTask_Imp::ensurePreRendered()
     {
         RenderManager::debugStream() << m_name << " beginning to render\n";
         m_preRenderState = Failed;
-        m_parentTask->preRender();
+        try
+        {
+            m_parentTask->preRender();
+        }
+        catch (const RenderCancelledException&)
+        {
+            m_preRenderState = Cancelled;
+            throw;
+        }
         m_preRenderState = Done;
     }
+    if (m_preRenderState == Cancelled)
+        throw RenderCancelledException();
     if (m_preRenderState == Failed)
         throw RenderTaskRenderingException(m_parentTask, "An error occurred in preRender.", -1);
     span.end = std::chrono::steady_clock::now();
