@@ -47,7 +47,7 @@ private:
     Slot& own()
     {
         thread_local std::pair<uint64_t, Slot*> t_last; // that the thread has used, and of which
-        if (t_last.first != m_number)
+        if (!t_last.second || t_last.first != m_number)
         {
             const std::lock_guard lock(m_mutex);
             t_last = {m_number, &m_slots[std::this_thread::get_id()]};

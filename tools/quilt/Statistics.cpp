@@ -55,6 +55,7 @@ void addFigures(const QUILT::XmlElement& element, const std::string& indent,
                 std::vector<std::vector<std::string>>& rows)
 {
     rows.push_back({indent + element->getName(), ""});
+    rows.reserve(rows.size() + element->getAttributes().size());
     for (const auto& [name, value] : element->getAttributes())
         rows.push_back({indent + "  " + name, value});
     for (const QUILT::XmlElement& child : element->getChildren())
