@@ -10,6 +10,7 @@
 #include "comp/Combined.h"
 #include "private/RenderTask_Imp.h"
 #include "QUILT/Exceptions.h"
+#include "support/SmallTiles.h"
 
 using namespace QUILT;
 using namespace QUILT::Test;
@@ -84,21 +85,9 @@ const CompositeCase s_composites[] = {
      [](Color a, Color b, bool, bool) { return EMULSION::Subtract(b, a); }},
 };
 
-class EveryComposite : public testing::TestWithParam<CompositeCase>
+class EveryComposite : public testing::TestWithParam<CompositeCase>, QUILT::Test::SmallTiles
 {
 protected:
-    EveryComposite()
-    {
-        RenderManager::SetPollPeriod(1000);
-        RenderManager::setGlobalTileSize(16, 16);
-        RenderManager::setSpeculativeCachingEnable(false);
-    }
-    ~EveryComposite() override
-    {
-        RenderManager::ClearRenderTaskCache();
-        RenderManager::setSpeculativeCachingEnable(true);
-    }
-
     static bool readsAlpha()
     {
         const std::string type = GetParam().type;

@@ -11,6 +11,7 @@
 
 #include "comp/Combined.h"
 #include "private/RenderTask_Imp.h"
+#include "support/SmallTiles.h"
 
 using namespace QUILT;
 using namespace QUILT::Test;
@@ -25,21 +26,8 @@ using Tasks = std::vector<ref_ptr<RenderTask>>;
 
 constexpr float s_nan = std::numeric_limits<float>::quiet_NaN();
 
-class MatteTasks : public testing::Test
-{
-protected:
-    MatteTasks()
-    {
-        RenderManager::SetPollPeriod(1000);
-        RenderManager::setGlobalTileSize(16, 16);
-        RenderManager::setSpeculativeCachingEnable(false);
-    }
-    ~MatteTasks() override
-    {
-        RenderManager::ClearRenderTaskCache();
-        RenderManager::setSpeculativeCachingEnable(true);
-    }
-};
+class MatteTasks : public testing::Test, QUILT::Test::SmallTiles
+{};
 
 const Tasks& inputsOf(const ref_ptr<RenderTask>& task)
 {

@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include "comp/Combined.h"
+#include "support/SmallTiles.h"
 
 using namespace QUILT;
 using namespace QUILT::Test;
@@ -15,21 +16,8 @@ using UTIL::Rect;
 namespace
 {
 
-class MixTest : public testing::Test
-{
-protected:
-    MixTest()
-    {
-        RenderManager::SetPollPeriod(1000);
-        RenderManager::setGlobalTileSize(16, 16);
-        RenderManager::setSpeculativeCachingEnable(false);
-    }
-    ~MixTest() override
-    {
-        RenderManager::ClearRenderTaskCache();
-        RenderManager::setSpeculativeCachingEnable(true);
-    }
-};
+class MixTest : public testing::Test, QUILT::Test::SmallTiles
+{};
 
 void expectMix(const PatternParams& first, const PatternParams& second)
 {

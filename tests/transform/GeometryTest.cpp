@@ -8,6 +8,7 @@
 
 #include "support/Random.h"
 #include "support/Render.h"
+#include "support/SmallTiles.h"
 #include "support/Tasks.h"
 
 using namespace QUILT;
@@ -21,21 +22,8 @@ namespace
 
 constexpr int64_t s_lowest = std::numeric_limits<int64_t>::min();
 
-class Geometry : public testing::Test
-{
-protected:
-    Geometry()
-    {
-        RenderManager::SetPollPeriod(1000);
-        RenderManager::setGlobalTileSize(16, 16);
-        RenderManager::setSpeculativeCachingEnable(false);
-    }
-    ~Geometry() override
-    {
-        RenderManager::ClearRenderTaskCache();
-        RenderManager::setSpeculativeCachingEnable(true);
-    }
-};
+class Geometry : public testing::Test, QUILT::Test::SmallTiles
+{};
 
 struct Point
 {
