@@ -80,7 +80,7 @@ private:
     void prepareChain(const std::vector<unsigned long>& wantedChannels);
     void runChain(const EMULSION::Image* output, const EMULSION::Image* input) const;
 
-    std::vector<ref_ptr<InPlaceOp>> m_ops;    // [0] is the last to run, nearest the consumers
+    std::vector<ref_ptr<InPlaceOp>> m_ops; // [0] is the last to run, nearest the consumers
     std::optional<Imath::Color4<float>> m_mergedBackground;
     unsigned long m_intermediateChannels = 0; // that pass between operations
     std::vector<Step> m_steps;                // of a chain, in the order in which they run

@@ -5,8 +5,8 @@
 namespace QUILT::Private
 {
 
-/// A task, new, that a factory puts behind the one that it returns: only the tiles of that one are
-/// kept for later renders.
+/// A new task that a factory puts in front of the one that it returns: only the tiles of that one
+/// are kept for later renders.
 inline ref_ptr<RenderTask> inner(ref_ptr<RenderTask> task)
 {
     task->setCaching(false);

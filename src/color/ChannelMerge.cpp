@@ -108,8 +108,8 @@ ref_ptr<RenderTask> createChannelMergeTask(const std::string& name, float time,
     for (size_t i = 0; i < inputs.size(); ++i)
     {
         const unsigned long channels = channelsLike(inputs[i]);
-        if (std::countr_zero(channels) ==
-            static_cast<int>(i)) // the first of those with its identity
+        const bool isFirstOfItsIdentity = std::countr_zero(channels) == static_cast<int>(i);
+        if (isFirstOfItsIdentity)
             task->addInput(inputs[i], channels);
     }
     return task;

@@ -203,7 +203,8 @@ TEST(Examples, CheckAndRender)
         }
     EXPECT_GE(count, 3u);
     // The first one makes the pictures that the others read.
-    for (const char* name : {"plates.json", "first.json", "gradients.json", "operators.json", "grade.json"})
+    for (const char* name :
+         {"plates.json", "first.json", "gradients.json", "operators.json", "grade.json"})
     {
         const ProcessResult result = runTool(folder, {"render", folder / name, "--tile", "64x64"});
         EXPECT_EQ(result.status, 0) << name << result.err;
